@@ -1,0 +1,107 @@
+#include "foundation/meta/detail/chunk.hpp"
+
+#include <limits>
+#include <utility>
+
+#include "foundation/meta/data/observable.hpp"
+#include "foundation/meta/key_changes.hpp"
+
+namespace qel::meta::detail {
+
+namespace {
+
+constexpr std::size_t NoEntry = std::numeric_limits<std::size_t>::max();
+
+}  // namespace
+
+void Chunk::Append(std::size_t count, std::shared_ptr<object::Object> item) {
+    auto const place = PlaceOf(count);
+    auto& block = blocks[place.block];
+    if (!block) {
+        block = std::make_unique<std::shared_ptr<object::Object>[]>(FirstBlock << place.block);
+    }
+    block[place.offset] = std::move(item);
+}
+
+std::size_t Chunk::Compact(std::size_t count, std::vector<bool> const& goes) noexcept {
+    auto const at = [this](std::size_t position) -> std::shared_ptr<object::Object>& {
+        auto const place = PlaceOf(position);
+        return blocks[place.block][place.offset];
+    };
+    index.Clear();
+    std::size_t kept = 0;
+    for (std::size_t position = 0; position < count; ++position) {
+        if (!goes[position]) {
+            if (kept != position) {
+                at(kept) = std::move(at(position));
+            }
+            ++kept;
+        }
+    }
+    for (std::size_t position = kept; position < count; ++position) {
+        at(position).reset();
+    }
+    return kept;
+}
+
+void Chunk::FindEvents(unsigned int observable, std::size_t count, FoundEvents& found) const {
+    std::lock_guard<std::mutex> const lock(index.mutex);
+    ExtendIndex(count);
+    auto const chain = index.chains.find(observable);
+    if (chain == index.chains.end()) {
+        return;
+    }
+    for (std::size_t at = chain->second.first; at != NoEntry; at = index.entries[at].next) {
+        if (index.entries[at].position >= count) {
+            return;
+        }
+        found.push_back(index.entries[at].event);
+    }
+}
+
+void Chunk::ExtendIndex(std::size_t count) const {
+    std::uint64_t const keyChanges = KeyChanges();
+    if (index.keyChanges != keyChanges) {
+        index.Clear();
+        index.keyChanges = keyChanges;
+    }
+    for (; index.covered < count; ++index.covered) {
+        object::Object const* const item = At(index.covered).get();
+        if (item == nullptr || !item->Is<data::Event>()) {
+            continue;
+        }
+        auto const& event = static_cast<data::Event const&>(*item);
+        event.WatchKeys();
+        for (auto const& each : event.GetObjects()) {
+            if (each && each->Is<data::Observable>()) {
+                index.Add(static_cast<data::Observable const&>(*each).GetId(), event, index.covered);
+            }
+        }
+    }
+}
+
+void Chunk::Index::Clear() noexcept {
+    chains.clear();
+    entries.clear();
+    covered = 0;
+}
+
+void Chunk::Index::Add(unsigned int observable, data::Event const& event, std::size_t position) {
+    std::size_t const added = entries.size();
+    entries.push_back({&event, position, NoEntry});
+    auto const [chain, isNew] = chains.try_emplace(observable, Chain{added, added});
+    if (!isNew) {
+        entries[chain->second.last].next = added;
+        chain->second.last = added;
+    }
+}
+
+std::shared_ptr<object::Object> const& Contents::AtInherited(std::size_t position) const {
+    auto part = inherited.begin();
+    for (; position >= part->count; ++part) {
+        position -= part->count;
+    }
+    return part->chunk->At(position);
+}
+
+}  // namespace qel::meta::detail

@@ -1,0 +1,107 @@
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+#include <boost/container/small_vector.hpp>
+
+#include "foundation/export.hpp"
+#include "foundation/meta/data/event.hpp"
+#include "foundation/object/object.hpp"
+
+namespace qel::meta::detail {
+
+/// Events found by a look-up; most look-ups find a few.
+using FoundEvents = boost::container::small_vector<data::Event const*, 12>;
+
+/// A list of items that one frame appends to and that copies of the frame share up to the length it had when they were
+/// made. An item never moves: whoever knows a length may read that far without a lock while the list grows.
+class QEL_FOUNDATION_EXPORT Chunk {
+public:
+    Chunk() = default;
+    Chunk(Chunk const&) = delete;
+    Chunk& operator=(Chunk const&) = delete;
+
+    std::shared_ptr<object::Object> const& At(std::size_t position) const {
+        auto const place = PlaceOf(position);
+        return blocks[place.block][place.offset];
+    }
+
+    /// Puts the item behind `count` others. Only the frame that owns the list calls this.
+    void Append(std::size_t count, std::shared_ptr<object::Object> item);
+
+    /// Keeps the items for which `goes` is false, of `count`, and returns how many stay. Only for an owner that shares
+    /// the list with nobody.
+    std::size_t Compact(std::size_t count, std::vector<bool> const& goes) noexcept;
+
+    /// Appends to `found` the events among the first `count` items that name the observable, in order and once for each
+    /// record that does.
+    void FindEvents(unsigned int observable, std::size_t count, FoundEvents& found) const;
+
+private:
+    static constexpr std::size_t FirstBlock = 16;
+
+    struct Place {
+        std::size_t block;
+        std::size_t offset;
+    };
+
+    /// Block k holds FirstBlock << k items.
+    static Place PlaceOf(std::size_t position) {
+        std::size_t const shifted = position + FirstBlock;
+        std::size_t const block = static_cast<std::size_t>(std::bit_width(shifted)) - std::bit_width(FirstBlock);
+        return {block, shifted - (FirstBlock << block)};
+    }
+
+    /// Where the events stand that name an observable: chains through `entries`, in order.
+    struct Index {
+        struct Entry {
+            data::Event const* event;
+            std::size_t position;
+            std::size_t next;
+        };
+        struct Chain {
+            std::size_t first;
+            std::size_t last;
+        };
+
+        std::mutex mutex;
+        std::unordered_map<unsigned int, Chain> chains;
+        std::vector<Entry> entries;
+        std::size_t covered = 0;
+        std::uint64_t keyChanges = 0;
+
+        void Clear() noexcept;
+        void Add(unsigned int observable, data::Event const& event, std::size_t position);
+    };
+
+    void ExtendIndex(std::size_t count) const;
+
+    std::array<std::unique_ptr<std::shared_ptr<object::Object>[]>, 32> blocks;
+    mutable Index index;
+};
+
+/// What a frame consists of: the lists that it shares with the frames it was copied from, and the one it appends to.
+struct QEL_FOUNDATION_EXPORT Contents {
+    struct Part {
+        std::shared_ptr<Chunk const> chunk;
+        std::size_t count;
+    };
+
+    std::shared_ptr<object::Object> const& At(std::size_t position) const {
+        return position >= inheritedCount ? own.At(position - inheritedCount) : AtInherited(position);
+    }
+    std::shared_ptr<object::Object> const& AtInherited(std::size_t position) const;
+
+    std::vector<Part> inherited;
+    std::size_t inheritedCount = 0;
+    Chunk own;
+};
+
+}  // namespace qel::meta::detail

@@ -1,0 +1,100 @@
+#include "foundation/meta/meta.hpp"
+
+#include <utility>
+#include <vector>
+
+namespace qel::meta {
+
+namespace {
+
+/// A copy of a copy of a copy ... of a frame, each with items of its own, is joined into one list at this length: walks
+/// and look-ups go through every part.
+constexpr std::size_t MostParts = 16;
+
+std::shared_ptr<detail::Contents> Inherit(std::shared_ptr<detail::Contents> const& from, std::size_t ownCount) {
+    auto copy = std::make_shared<detail::Contents>();
+    std::size_t const count = from->inheritedCount + ownCount;
+    if (from->inherited.size() == MostParts) {
+        auto joined = std::make_shared<detail::Chunk>();
+        for (std::size_t position = 0; position < count; ++position) {
+            joined->Append(position, from->At(position));
+        }
+        copy->inherited.push_back({std::move(joined), count});
+    } else {
+        copy->inherited.reserve(from->inherited.size() + 1);
+        copy->inherited = from->inherited;
+        if (ownCount > 0) {
+            copy->inherited.push_back({std::shared_ptr<detail::Chunk const>(from, &from->own), ownCount});
+        }
+    }
+    copy->inheritedCount = count;
+    return copy;
+}
+
+}  // namespace
+
+Meta::Meta(Timestamp timestamp) : timestamp(timestamp), contents(std::make_shared<detail::Contents>()) {}
+
+Meta::Meta(Meta const& other) : timestamp(other.timestamp) {
+    auto const held = other.GetLock();
+    contents = Inherit(other.contents, other.ownCount);
+}
+
+Meta::~Meta() = default;
+
+Meta::Iterator Meta::Begin() const {
+    auto const held = GetLock();
+    return {contents, 0};
+}
+
+Meta::Iterator Meta::End() const {
+    auto const held = GetLock();
+    return {contents, Count()};
+}
+
+void Meta::Append(std::shared_ptr<object::Object> item) const {
+    auto const held = GetLock();
+    contents->own.Append(ownCount, std::move(item));
+    ++ownCount;
+}
+
+void Meta::RemoveIf(std::function<bool(std::shared_ptr<object::Object> const&)> const& predicate) const {
+    auto const held = GetLock();
+    std::size_t const count = Count();
+    std::vector<bool> goes(count);
+    bool any = false;
+    for (std::size_t position = 0; position < count; ++position) {
+        goes[position] = predicate(contents->At(position));
+        any = any || goes[position];
+    }
+    if (!any) {
+        return;
+    }
+    if (contents.use_count() == 1 && contents->inheritedCount == 0) {
+        ownCount = contents->own.Compact(ownCount, goes);
+        return;
+    }
+    auto rest = std::make_shared<detail::Contents>();
+    std::size_t kept = 0;
+    for (std::size_t position = 0; position < count; ++position) {
+        if (!goes[position]) {
+            rest->own.Append(kept++, contents->At(position));
+        }
+    }
+    contents = std::move(rest);
+    ownCount = kept;
+}
+
+std::unique_lock<std::recursive_mutex> Meta::GetLock() const { return std::unique_lock<std::recursive_mutex>(lock); }
+
+Meta::NamedEvents Meta::FindEvents(unsigned int observable) const {
+    auto const held = GetLock();
+    NamedEvents named{contents, {}};
+    for (auto const& part : contents->inherited) {
+        part.chunk->FindEvents(observable, part.count, named.events);
+    }
+    contents->own.FindEvents(observable, ownCount, named.events);
+    return named;
+}
+
+}  // namespace qel::meta

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <mutex>
+
+#include "foundation/export.hpp"
+#include "foundation/meta/detail/chunk.hpp"
+#include "foundation/meta/timestamp.hpp"
+#include "foundation/object/object.hpp"
+
+namespace qel::meta {
+
+/// One frame: what the analysis of one picture found, in order, and the time of the picture.
+///
+/// Items of all kinds stand in one list and are told apart by their type ids; nulls and unknown kinds may stand there
+/// and are passed over by everybody. A frame is a handle on its list, so a rule pass appends to and removes from a
+/// frame that it was given as const. The list is guarded by the frame's own recursive lock, and every member may be
+/// called from any thread.
+///
+/// Copies share the items and have lists of their own; a copy costs little however long the list is.
+class QEL_FOUNDATION_EXPORT Meta {
+public:
+    class Iterator;
+
+    explicit Meta(Timestamp timestamp);
+    Meta(Meta const& other);
+    Meta& operator=(Meta const&) = delete;
+    ~Meta();
+
+    Timestamp GetTimestamp() const { return timestamp; }
+
+    /// A walk sees the items that are there when its two ends are taken, whatever is appended or removed meanwhile.
+    Iterator Begin() const;
+    Iterator End() const;
+
+    /// Puts an item, which may be null, behind all others.
+    void Append(std::shared_ptr<object::Object> item) const;
+
+    /// Removes every item for which `predicate` is true; it is asked once for each, in order, and must not change the
+    /// frame. When it throws, nothing is removed. An empty function is a `std::bad_function_call`.
+    void RemoveIf(std::function<bool(std::shared_ptr<object::Object> const&)> const& predicate) const;
+
+    /// Keeps other threads from the frame for as long as the returned lock lives.
+    std::unique_lock<std::recursive_mutex> GetLock() const;
+
+    /// The events that name the observable, in order and once for each record that does, and what keeps them alive. A
+    /// look-up in an index: its cost does not grow with what else stands in the frame.
+    struct NamedEvents {
+        std::shared_ptr<detail::Contents const> contents;
+        detail::FoundEvents events;
+    };
+    NamedEvents FindEvents(unsigned int observable) const;
+
+private:
+    struct Removal;
+
+    std::size_t Count() const { return contents->inheritedCount + ownCount; }
+
+    Timestamp timestamp;
+    mutable std::recursive_mutex lock;
+    mutable std::shared_ptr<detail::Contents> contents;
+    mutable std::size_t ownCount = 0;
+};
+
+/// A place in a walk over a frame. Keeps what it walks over alive.
+class Meta::Iterator {
+public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = std::shared_ptr<object::Object>;
+    using difference_type = std::ptrdiff_t;
+    using pointer = value_type const*;
+    using reference = value_type const&;
+
+    Iterator() = default;
+    Iterator(std::shared_ptr<detail::Contents const> contents, std::size_t position)
+        : contents(std::move(contents)), position(position) {}
+
+    reference operator*() const { return contents->At(position); }
+    pointer operator->() const { return &**this; }
+
+    Iterator& operator++() {
+        ++position;
+        return *this;
+    }
+    Iterator operator++(int) {
+        Iterator before = *this;
+        ++*this;
+        return before;
+    }
+
+    friend bool operator==(Iterator const& left, Iterator const& right) { return left.position == right.position; }
+
+private:
+    std::shared_ptr<detail::Contents const> contents;
+    std::size_t position = 0;
+};
+
+}  // namespace qel::meta

@@ -1,0 +1,35 @@
+#include "foundation/type/binding.hpp"
+
+#include <utility>
+
+namespace qel::type {
+
+Binding::Binding(std::function<void(unsigned int)> unbind, unsigned int id) : unbind(std::move(unbind)), id(id) {}
+
+Binding::Binding(Binding&& other) noexcept : unbind(std::exchange(other.unbind, nullptr)), id(other.id) {}
+
+Binding& Binding::operator=(Binding&& other) noexcept {
+    if (this != &other) {
+        Reset();
+        unbind = std::exchange(other.unbind, nullptr);
+        id = other.id;
+    }
+    return *this;
+}
+
+Binding::~Binding() { Reset(); }
+
+void Binding::Reset() noexcept {
+    // Emptied first, so that an unbinder that reaches this handle again finds nothing to do.
+    auto const release = std::exchange(unbind, nullptr);
+    if (!release) {
+        return;
+    }
+    try {
+        release(id);
+    } catch (...) {
+        // There is nobody to tell: handles die in destructors and during unwinding.
+    }
+}
+
+}  // namespace qel::type

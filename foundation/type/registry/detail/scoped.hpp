@@ -1,0 +1,36 @@
+#pragma once
+
+#include "foundation/object/object.hpp"
+#include "foundation/type/registry/construct.hpp"
+
+namespace qel::type::registry::detail {
+
+/// Registers the class T for as long as this object lives: one static object beside the class, and a plug-in's types
+/// come with the library and go with it.
+///
+/// The first registration of a type id stays and a later one is dropped silently; the destruction takes out whatever
+/// entry holds the id, and may find none.
+template <class T, class Registry>
+class Scoped {
+public:
+    explicit Scoped(Registry& registry) : registry(registry) {
+        static_assert(
+            requires { T::MakeProperties(); }, "a registered class publishes its settings as static MakeProperties()");
+        auto const type = object::TypeIdOf<T>;
+        auto const view = registry.GetMap();
+        view->try_emplace(type, type, object::TypeNameOf<T>(), &Construct<T>, &T::MakeProperties);
+    }
+
+    ~Scoped() {
+        auto const view = registry.GetMap();
+        view->erase(object::TypeIdOf<T>);
+    }
+
+    Scoped(Scoped const&) = delete;
+    Scoped& operator=(Scoped const&) = delete;
+
+private:
+    Registry& registry;
+};
+
+}  // namespace qel::type::registry::detail
