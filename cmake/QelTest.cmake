@@ -1,0 +1,31 @@
+# qel_add_test(<name> LABEL <folder> SOURCES <file>... [LIBRARIES <target>...])
+#
+# One executable, by rule one per test file, named <name> and known to ctest by its test cases as "<folder>/Suite.Case"
+# under the label <folder>. With a sanitizer the executable is one ctest entry instead, since starting a process then
+# costs more than most cases.
+include(GoogleTest)
+
+function(qel_add_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "SOURCES;LIBRARIES")
+    if(arg_UNPARSED_ARGUMENTS OR NOT arg_LABEL OR NOT arg_SOURCES)
+        message(FATAL_ERROR "qel_add_test(${name}): give LABEL <folder> SOURCES <file>...")
+    endif()
+
+    add_executable(${name} ${arg_SOURCES})
+    target_link_libraries(${name} PRIVATE
+        qel_options qel_test_support qel::observable GTest::gmock_main ${arg_LIBRARIES})
+
+    set(properties LABELS ${arg_LABEL} TIMEOUT 120)
+    if(QEL_RECORDINGS)
+        list(APPEND properties ENVIRONMENT "QEL_RECORDINGS=${QEL_RECORDINGS}")
+    endif()
+    if(QEL_SANITIZE)
+        add_test(NAME ${arg_LABEL}/${name} COMMAND ${name})
+        set_tests_properties(${arg_LABEL}/${name} PROPERTIES ${properties})
+    else()
+        gtest_discover_tests(${name}
+            DISCOVERY_MODE PRE_TEST
+            TEST_PREFIX "${arg_LABEL}/"
+            PROPERTIES ${properties})
+    endif()
+endfunction()
