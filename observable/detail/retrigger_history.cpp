@@ -1,0 +1,82 @@
+#include "observable/detail/retrigger_history.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include <boost/container_hash/hash.hpp>
+
+#include "foundation/meta/data/object.hpp"
+#include "foundation/meta/data/observable.hpp"
+#include "foundation/meta/key_changes.hpp"
+#include "observable/detail/elapsed.hpp"
+
+namespace qel::observable::detail {
+
+void RetriggerHistory::Record(meta::Timestamp time, std::shared_ptr<meta::data::Event const> event) {
+    entries.push_back({time, std::move(event)});
+}
+
+bool RetriggerHistory::Contains(meta::data::Event const& event) {
+    if (!ReadKey(event, asked)) {
+        return false;
+    }
+    TakeKeys();
+    auto const [begin, end] = table.equal_range(Hash(asked));
+    return std::any_of(
+        begin, end, [&](auto const& candidate) { return ReadKey(*candidate.second->event, other) && other == asked; });
+}
+
+void RetriggerHistory::Expire(meta::Timestamp now, std::chrono::milliseconds interval) {
+    while (!entries.empty() && Elapsed(entries.front().time, now) >= interval) {
+        if (keyed > 0) {
+            if (entries.front().place) {
+                table.erase(*entries.front().place);
+            }
+            --keyed;
+        }
+        entries.pop_front();
+    }
+}
+
+bool RetriggerHistory::ReadKey(meta::data::Event const& event, Key& key) {
+    bool named = false;
+    key.objects.clear();
+    for (auto const& object : event.GetObjects()) {
+        if (!object) {
+            continue;
+        }
+        if (object->Is<meta::data::Object>()) {
+            key.objects.push_back(static_cast<meta::data::Object const&>(*object).GetId());
+        } else if (!named && object->Is<meta::data::Observable>()) {
+            key.observable = static_cast<meta::data::Observable const&>(*object).GetId();
+            named = true;
+        }
+    }
+    std::sort(key.objects.begin(), key.objects.end());
+    key.objects.erase(std::unique(key.objects.begin(), key.objects.end()), key.objects.end());
+    return named;
+}
+
+std::size_t RetriggerHistory::Hash(Key const& key) {
+    std::size_t hash = key.observable;
+    boost::hash_range(hash, key.objects.begin(), key.objects.end());
+    return hash;
+}
+
+void RetriggerHistory::TakeKeys() {
+    if (std::uint64_t const now = meta::KeyChanges(); now != keyChanges) {
+        table.clear();
+        keyed = 0;
+        keyChanges = now;
+    }
+    for (; keyed < entries.size(); ++keyed) {
+        Entry& entry = entries[keyed];
+        entry.event->WatchKeys();
+        entry.place.reset();
+        if (ReadKey(*entry.event, other)) {
+            entry.place = table.emplace(Hash(other), &entry);
+        }
+    }
+}
+
+}  // namespace qel::observable::detail
