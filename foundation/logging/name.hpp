@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string_view>
+
+namespace qel::logging {
+
+/// The dotted name of a logger. It refers to the text it was made from, normally a literal, which must outlive it.
+class Name {
+public:
+    constexpr Name(char const* text) : text(text) {}
+
+    constexpr std::string_view GetText() const { return text; }
+
+    friend constexpr bool operator==(Name const& left, Name const& right) { return left.text == right.text; }
+
+private:
+    std::string_view text;
+};
+
+}  // namespace qel::logging
