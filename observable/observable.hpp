@@ -44,6 +44,8 @@ class QEL_OBSERVABLE_EXPORT Observable : public std::enable_shared_from_this<Obs
 public:
     using Callback = std::function<void(std::shared_ptr<meta::data::Event>)>;
     using AugmentedMetaCallback = std::function<std::shared_ptr<object::Object>()>;
+    /// What the target of a setting's binding is, whatever the class that publishes the setting.
+    using PropertyTarget = Observable;
 
     /// A new observable of the type, with the next id of the process (the first is 0), no name, and a set flag.
     explicit Observable(hash::MurmurThree32 type);
