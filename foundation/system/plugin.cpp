@@ -1,0 +1,62 @@
+#include "foundation/system/plugin.hpp"
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <boost/filesystem/operations.hpp>
+#include <set>
+
+#include "foundation/logging/logger.hpp"
+
+namespace qel::system::plugin {
+
+namespace {
+
+logging::Logger const logger("qel.system.plugin");
+
+bool HasName(boost::filesystem::path const& file, std::string const& prefix) {
+    auto const name = file.filename().string();
+    return name.starts_with("lib" + prefix) && name.ends_with(".so");
+}
+
+/// A dangling link counts as a file, for its loading to tell what is wrong.
+bool IsFile(boost::filesystem::path const& file) {
+    boost::system::error_code error;
+    auto const type = boost::filesystem::status(file, error).type();
+    return type == boost::filesystem::regular_file || type == boost::filesystem::file_not_found;
+}
+
+std::vector<boost::filesystem::path> FindFiles(std::string const& prefix,
+                                               std::vector<boost::filesystem::path> const& directories) {
+    std::vector<boost::filesystem::path> files;
+    for (auto const& directory : directories) {
+        for (auto const& entry : boost::filesystem::directory_iterator(directory)) {
+            if (HasName(entry.path(), prefix) && IsFile(entry.path())) {
+                files.push_back(boost::filesystem::absolute(entry.path()));
+            }
+        }
+    }
+    std::sort(files.begin(), files.end(), [](auto const& left, auto const& right) {
+        return std::pair(left.filename().native(), left.native()) <
+               std::pair(right.filename().native(), right.native());
+    });
+    return files;
+}
+
+}  // namespace
+
+void LoadAll(std::string const& prefix, std::vector<boost::filesystem::path> const& directories) {
+    std::set<boost::filesystem::path> seen;
+    for (auto const& file : FindFiles(prefix, directories)) {
+        boost::system::error_code error;
+        auto const real = boost::filesystem::canonical(file, error);
+        if (!seen.insert(error ? file : real).second) {
+            continue;
+        }
+        if (dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL) == nullptr) {
+            logger.Log(logging::Level::Error, "Failed to load the plug-in '%0%': %1%", file.string(), dlerror());
+        }
+    }
+}
+
+}  // namespace qel::system::plugin
