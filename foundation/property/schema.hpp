@@ -15,8 +15,8 @@ namespace qel::property {
 /// One setting that a class publishes: its name, type, default, range and description, and the way to the value in an
 /// object of that class, for hosts that do not know the class.
 ///
-/// A schema never changes and its copies share the prototype; it may be read from any thread. Schemas, and what is made
-/// of them, call functions of the library that published them and must not outlive it.
+/// Copies of a schema share the prototype. A published schema does not change and may be read from any thread. Schemas,
+/// and what is made of them, call functions of the library that published them and must not outlive it.
 class QEL_FOUNDATION_EXPORT Schema {
 public:
     // The arguments of the constructors of `External<T>`, where T is what the setter takes.
@@ -41,6 +41,12 @@ public:
     /// The type name of the property, such as "qel.property.UInt16".
     std::string GetTypeName() const;
 
+    /// What the value names by its id: "zone.polygon" or "zone.line" for a zone of that shape; empty for a value that
+    /// stands for itself. Hosts let their users name such things instead of counting them.
+    std::string const& GetReference() const { return reference; }
+    /// For the class that publishes the setting, before anybody else sees the schema.
+    void SetReference(std::string text) { reference = std::move(text); }
+
     /// The property as it was published; its value is the default. Never null, never bound.
     std::shared_ptr<Property const> const& GetPrototype() const { return prototype; }
 
@@ -61,6 +67,7 @@ private:
     }
 
     std::shared_ptr<Property const> prototype;
+    std::string reference;
 };
 
 }  // namespace qel::property
