@@ -98,6 +98,8 @@ void Event::SetName(std::string name) { texts = MakeTexts(std::move(name), texts
 
 void Event::SetType(std::string type) { texts = MakeTexts(texts->name, std::move(type), texts->category); }
 
+void Event::SetTexts(std::shared_ptr<Texts const> newTexts) { texts = newTexts ? std::move(newTexts) : EmptyTexts(); }
+
 void Event::AppendObject(std::shared_ptr<object::Object const> object) {
     bool const key = IsKey(object.get());
     objects.push_back(std::move(object));

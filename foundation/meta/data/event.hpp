@@ -72,6 +72,8 @@ public:
     void SetEnd(Timestamp value) { end = value; }
     void SetName(std::string name);
     void SetType(std::string type);
+    /// All three at once, shared; null stands for empty texts.
+    void SetTexts(std::shared_ptr<Texts const> texts);
 
     /// Shares the object; it may be null.
     void AppendObject(std::shared_ptr<object::Object const> object);
