@@ -1,19 +1,10 @@
-#include "observable/detail/event_texts.hpp"
+#include "observable/detail/continuation.hpp"
 
-#include <string>
 #include <utility>
 
 namespace qel::observable::detail {
 
 using meta::data::Event;
-
-std::shared_ptr<Event::Texts const> const& EventTexts::Get() {
-    std::string name = owner.GetName();
-    if (!texts || texts->name != name) {
-        texts = std::make_shared<Event::Texts const>(Event::Texts{std::move(name), type, "analytics"});
-    }
-    return texts;
-}
 
 std::shared_ptr<Event> StartOrContinue(Event const* last, std::shared_ptr<Event::Texts const> texts,
                                        meta::Timestamp now, Event::Objects objects) {

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace qel::observable::detail {
+
+/// Pointers to things that have ids; once sorted, in order of id, and those of one id in the order in which they were
+/// added. Emptying keeps the memory.
+template <class T>
+class ById {
+public:
+    /// An id and, below it, the place in the order of adding.
+    using Key = std::uint64_t;
+
+    static std::uint32_t IdOf(Key key) { return static_cast<std::uint32_t>(key >> 32); }
+    static std::size_t PlaceOf(Key key) { return static_cast<std::uint32_t>(key); }
+
+    void Clear() {
+        things.clear();
+        keys.clear();
+    }
+
+    void Add(T const& thing) {
+        keys.push_back(Key{thing.GetId()} << 32 | things.size());
+        things.push_back(&thing);
+    }
+
+    void Sort() {
+        if (!std::is_sorted(keys.begin(), keys.end())) {
+            std::sort(keys.begin(), keys.end());
+        }
+    }
+
+    /// Sorts, and leaves only the first of every id.
+    void KeepFirst() {
+        Sort();
+        keys.erase(std::unique(keys.begin(), keys.end(), [](Key left, Key right) { return IdOf(left) == IdOf(right); }),
+                   keys.end());
+    }
+
+    /// How many have been added.
+    std::size_t GetAdded() const { return things.size(); }
+    std::vector<Key> const& GetKeys() const { return keys; }
+    T const& operator[](Key key) const { return *things[PlaceOf(key)]; }
+
+private:
+    std::vector<T const*> things;
+    std::vector<Key> keys;
+};
+
+}  // namespace qel::observable::detail
