@@ -29,7 +29,7 @@ private:
 };
 
 /// The kind of tracked thing that the system knows: whatever a video tracker follows.
-struct ObjectType {
+struct QEL_FOUNDATION_EXPORT ObjectType {
     static constexpr char const* ClassTypeName = "qel.meta.data.Object";
 };
 
