@@ -204,7 +204,8 @@ type::Binding Observable::AddAugmentedMetaCallback(AugmentedMetaCallback callbac
 }
 
 void Observable::Notify(std::shared_ptr<meta::data::Event> event) const {
-    auto& state = type::Deref(impl);
+    auto const kept = impl;  // a subscriber may drop the last reference to this observable
+    auto& state = type::Deref(kept);
     if (!event) {
         throw std::invalid_argument("Observable::Notify: the event must not be null");
     }
@@ -242,7 +243,9 @@ type::BadCast Observable::BadCastError(char const* wanted) const {
 }
 
 std::ostream& operator<<(std::ostream& stream, Observable const& observable) {
-    return stream << "{\"typename\":" << observable.GetTypeName() << ",\"id\":" << observable.GetId() << "}";
+    // The id as a text: decimal whatever the stream's number format is.
+    return stream << "{\"typename\":" << observable.GetTypeName() << ",\"id\":" << std::to_string(observable.GetId())
+                  << "}";
 }
 
 }  // namespace qel::observable

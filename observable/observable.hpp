@@ -34,12 +34,14 @@ using InputNames = std::span<std::string_view const>;
 /// `std::shared_ptr` and is neither copied nor moved. Every observable class has this class as its first base.
 ///
 /// Subscribers and augmented-meta callbacks are called on the thread that notifies, with the observable's lock held.
-/// From inside such a call they may bind, unbind (themselves too) and notify, this observable or another, on that
-/// thread: what is bound during a notification hears the next one, what is unbound during it hears nothing more.
+/// From inside such a call they may bind, unbind (themselves too), notify, this observable or another, and drop the
+/// last reference to the observable, on that thread: what is bound during a notification hears the next one, what is
+/// unbound during it hears nothing more.
 ///
 /// Observables may be made on any thread. Subscribing and notifying may be done from any thread; name, flag, id and the
-/// metadata record are neither locked nor atomic: whoever changes them while another thread processes a frame holds
-/// `GetLock()`, and so does that thread. `Notify` must not be called while holding `GetLock()`.
+/// metadata record are neither locked nor atomic: threads that change and read them at the same time hold `GetLock()`.
+/// A notifier reads them without it, so those of its observables are changed between its frames. `Notify` must not be
+/// called while holding `GetLock()`.
 class QEL_OBSERVABLE_EXPORT Observable : public std::enable_shared_from_this<Observable> {
 public:
     using Callback = std::function<void(std::shared_ptr<meta::data::Event>)>;
