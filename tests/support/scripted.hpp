@@ -3,10 +3,13 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
+#include "foundation/property/schema.hpp"
 #include "observable/observable.hpp"
+#include "observable/properties/make.hpp"
 
 namespace qel::tests {
 
@@ -16,6 +19,8 @@ public:
     static constexpr char const* ClassTypeName = "qel.tests.Scripted";
 
     using Output = std::vector<std::shared_ptr<object::Object>>;
+
+    static auto DefaultArguments() { return std::tuple("scripted"); }
 
     explicit Scripted(std::string name = "scripted", std::function<Output(meta::Meta const&)> process = {})
         : Observable(object::TypeIdOf<Scripted>), process(std::move(process)) {
@@ -31,6 +36,8 @@ public:
             observerAdded(callback);
         }
     }
+
+    static std::vector<property::Schema> MakeProperties() { return observable::properties::Make({}, true); }
 
     std::vector<unsigned int> dependents;
     std::function<Output(meta::Meta const&)> process;
