@@ -58,7 +58,7 @@ struct PrimitiveNames<std::chrono::milliseconds> {
 /// One value of type T on top of Base: the root of the properties, where Base is `property::Property`, which says how
 /// a value is set from an object and how the whole is copied. With `Object` as Base it is the plain value below.
 template <class T, class Base>
-class Primitive : public Base {
+class QEL_FOUNDATION_EXPORT Primitive : public Base {
 public:
     static constexpr char const* ClassTypeName = detail::PrimitiveNames<T>::Property;
 
