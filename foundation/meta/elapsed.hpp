@@ -1,0 +1,33 @@
+#pragma once
+
+#include <chrono>
+#include <compare>
+
+#include "foundation/meta/timestamp.hpp"
+
+namespace qel::meta {
+
+/// How long before `now` something happened, negative when it happened after. Exact for all times and intervals: the
+/// difference of two times, or an interval in nanoseconds, need not fit the clock's own type, and no two times are as
+/// far apart as an interval of `milliseconds::max()`.
+class Elapsed {
+public:
+    constexpr Elapsed(Timestamp then, Timestamp now)
+        : nanoseconds(Wide(now.time_since_epoch().count()) - then.time_since_epoch().count()) {}
+
+    friend constexpr std::strong_ordering operator<=>(Elapsed elapsed, std::chrono::milliseconds interval) {
+        return elapsed.nanoseconds <=> Wide(interval.count()) * NanosecondsPerMillisecond;
+    }
+    friend constexpr bool operator==(Elapsed elapsed, std::chrono::milliseconds interval) {
+        return elapsed <=> interval == 0;
+    }
+
+private:
+    __extension__ typedef __int128 Wide;
+
+    static constexpr int NanosecondsPerMillisecond = 1'000'000;
+
+    Wide nanoseconds;
+};
+
+}  // namespace qel::meta

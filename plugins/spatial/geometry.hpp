@@ -1,0 +1,30 @@
+#pragma once
+
+#include <vector>
+
+#include "foundation/meta/data/geometry.hpp"
+
+namespace qel::observable::spatial {
+
+using meta::data::Point;
+
+/// The closed area with these corners, fewer than three of which enclose nothing.
+using Polygon = std::vector<Point>;
+/// The open line through these points.
+using Line = std::vector<Point>;
+
+/// Whether the point lies in the area or on its boundary.
+bool Contains(Polygon const& polygon, Point point);
+
+/// Whether the movement from one point to another meets the area or its boundary.
+bool Meets(Polygon const& polygon, Point from, Point to);
+
+/// The hand on which a walker from `first` to `last` has the point, in a picture whose y grows downwards. None for a
+/// point straight ahead or behind, and when nobody walks.
+enum class Hand : signed char { Left = -1, None = 0, Right = 1 };
+Hand HandOf(Point first, Point last, Point point);
+
+/// How far the point is from the endless line through two others, in a measure that only compares with itself.
+double DistanceFrom(Point first, Point last, Point point);
+
+}  // namespace qel::observable::spatial

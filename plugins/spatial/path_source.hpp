@@ -1,0 +1,80 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <boost/container/small_vector.hpp>
+
+#include "plugins/spatial/source.hpp"
+
+namespace qel::observable::spatial {
+
+/// A source that reports, in one frame, that an object has changed sides: of a zone or of a line.
+///
+/// A side is settled when an unbroken stay on it, from its first sample on, has lasted at least the settle time; a
+/// shorter stay changes nothing. The event comes in the first frame in which a side other than the settled one is
+/// settled, if the movement that began the stay is one that the subclass reports.
+///
+/// The anchors of one id are one path while they are in consecutive frames or no more than half a second apart;
+/// otherwise the id starts anew and has settled nowhere.
+class PathSource : public Source {
+public:
+    static constexpr char const* ClassTypeName = "qel.observable.spatial.PathSource";
+
+    std::chrono::milliseconds GetSettle() const { return settle; }
+    void SetSettle(std::chrono::milliseconds time) { settle = time; }
+
+    void Reset() override { paths.clear(); }
+    Events Process(meta::Meta const& frame) override;
+
+protected:
+    /// A side, as the subclass numbers them; 0 is on none.
+    using Side = signed char;
+
+    static constexpr std::chrono::milliseconds DefaultSettle{200};
+
+    struct Path {
+        std::uint64_t frame = 0;  // of the last sample
+        meta::Timestamp time;
+        Point anchor;
+        Side side = 0;
+        meta::Timestamp stayStart;
+        bool entryReported = false;  // whether the movement that began the stay is one to report
+        std::optional<Side> settled;
+        boost::container::small_vector<Side, 2> pieceSides;  // of each piece of a line
+    };
+
+    /// What one movement does.
+    struct Step {
+        Side side;                    // where it ends
+        bool isReported = false;      // if it begins a stay
+        bool isOccurrence = false;    // reported at once, whatever follows
+        bool interruptsStay = false;  // though it ends on the side on which it began
+    };
+
+    using Source::Source;
+
+    static void AddSettleProperty(std::vector<property::Schema>& schemas);
+
+    /// The next frame has come with this zone.
+    virtual void SeeZone(meta::data::Zone const& zone);
+    /// The movement of a path to its next anchor; from its last one, unless it is the path's first. May change
+    /// `pieceSides` only.
+    virtual Step Move(Path& path, bool isFirst, Point to, meta::data::Zone const& zone) const = 0;
+
+    void Forget() { paths.clear(); }
+
+private:
+    bool Advance(Path& path, bool isFirst, Point to, meta::Timestamp now, meta::data::Zone const& zone) const;
+
+    std::chrono::milliseconds settle = DefaultSettle;
+    std::uint64_t frameNumber = 0;
+    std::map<unsigned int, Path> paths;  // by the object's id
+};
+
+}  // namespace qel::observable::spatial
