@@ -1,0 +1,65 @@
+#include "tests/support/allocation_counter.hpp"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+thread_local std::size_t allocations = 0;
+thread_local std::size_t failing = 0;  // the number of the allocation that fails, 0 for none
+
+void* Allocate(std::size_t size, std::size_t alignment = alignof(std::max_align_t)) noexcept {
+    if (++allocations == failing) {
+        return nullptr;
+    }
+    return std::aligned_alloc(alignment, (size + alignment) / alignment * alignment);
+}
+
+void* AllocateOrThrow(std::size_t size, std::size_t alignment = alignof(std::max_align_t)) {
+    void* const memory = Allocate(size, alignment);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+std::size_t From(std::align_val_t alignment) { return static_cast<std::size_t>(alignment); }
+
+}  // namespace
+
+namespace qel::tests {
+
+std::size_t CountAllocations() { return allocations; }
+
+FailingAllocation::FailingAllocation(std::size_t before) { failing = allocations + before + 1; }
+
+FailingAllocation::~FailingAllocation() { failing = 0; }
+
+}  // namespace qel::tests
+
+// All of them, since sanitizers bring their own and do not let new and free be mixed.
+void* operator new(std::size_t size) { return AllocateOrThrow(size); }
+void* operator new[](std::size_t size) { return AllocateOrThrow(size); }
+void* operator new(std::size_t size, std::nothrow_t const&) noexcept { return Allocate(size); }
+void* operator new[](std::size_t size, std::nothrow_t const&) noexcept { return Allocate(size); }
+void* operator new(std::size_t size, std::align_val_t alignment) { return AllocateOrThrow(size, From(alignment)); }
+void* operator new[](std::size_t size, std::align_val_t alignment) { return AllocateOrThrow(size, From(alignment)); }
+void* operator new(std::size_t size, std::align_val_t alignment, std::nothrow_t const&) noexcept {
+    return Allocate(size, From(alignment));
+}
+void* operator new[](std::size_t size, std::align_val_t alignment, std::nothrow_t const&) noexcept {
+    return Allocate(size, From(alignment));
+}
+
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::nothrow_t const&) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::nothrow_t const&) noexcept { std::free(memory); }
+void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::align_val_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::align_val_t, std::nothrow_t const&) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::align_val_t, std::nothrow_t const&) noexcept { std::free(memory); }

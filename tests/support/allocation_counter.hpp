@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstddef>
+#include <new>
+
+namespace qel::tests {
+
+/// How often the calling thread has asked operator new for memory, in a program that links qel_allocation_counter.
+std::size_t CountAllocations();
+
+/// How often `work` asks operator new for memory on this thread.
+template <class Work>
+std::size_t AllocationsOf(Work const& work) {
+    auto const before = CountAllocations();
+    work();
+    return CountAllocations() - before;
+}
+
+/// While it lives, one allocation of this thread fails, the one that comes after `before` others.
+class FailingAllocation {
+public:
+    explicit FailingAllocation(std::size_t before);
+    ~FailingAllocation();
+    FailingAllocation(FailingAllocation const&) = delete;
+    FailingAllocation& operator=(FailingAllocation const&) = delete;
+};
+
+/// Calls `work`, letting the allocation that comes after `before` others fail. Whether it ended with `std::bad_alloc`.
+template <class Work>
+bool FailsForLackOfMemory(std::size_t before, Work const& work) {
+    try {
+        FailingAllocation const failing(before);
+        work();
+        return false;
+    } catch (std::bad_alloc const&) {
+        return true;
+    }
+}
+
+}  // namespace qel::tests
