@@ -180,8 +180,11 @@ void Notifier::Impl::Unbind(unsigned int id) {
 void Notifier::Impl::Process(meta::Meta const& frame) {
     Pass const pass{frame, frame.GetTimestamp(), CopyChannel(frame)};
     Operation const operation(*this);
+    struct ClearAtEnd {  // of what the next pass has no use for: the events of a failed pass, or those before this one
+        detail::EventList& events;
+        ~ClearAtEnd() { events.Clear(); }
+    } const clearAtEnd{current};
     history.Expire(pass.now, retriggerTime);
-    current.Clear();
     for (auto const& observable : graph.GetPath()) {
         Run(pass, observable);
     }

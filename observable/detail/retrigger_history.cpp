@@ -17,22 +17,18 @@ void RetriggerHistory::Record(meta::Timestamp time, std::shared_ptr<meta::data::
 }
 
 bool RetriggerHistory::Contains(meta::data::Event const& event) {
-    if (!ReadKey(event, asked)) {
-        return false;
-    }
     TakeKeys();
-    auto const [begin, end] = table.equal_range(Hash(asked));
-    return std::any_of(
-        begin, end, [&](auto const& candidate) { return ReadKey(*candidate.second->event, other) && other == asked; });
+    return ReadKey(event, key) && table.find(key) != table.end();
 }
 
 void RetriggerHistory::Expire(meta::Timestamp now, std::chrono::milliseconds interval) {
     while (!entries.empty() && Elapsed(entries.front().time, now) >= interval) {
-        if (keyed > 0) {
-            if (entries.front().place) {
-                table.erase(*entries.front().place);
+        if (covered > 0) {
+            Table::value_type* const counted = entries.front().counted;
+            if (counted && --counted->second == 0) {
+                table.erase(table.find(counted->first));
             }
-            --keyed;
+            --covered;
         }
         entries.pop_front();
     }
@@ -57,7 +53,7 @@ bool RetriggerHistory::ReadKey(meta::data::Event const& event, Key& key) {
     return named;
 }
 
-std::size_t RetriggerHistory::Hash(Key const& key) {
+std::size_t RetriggerHistory::Hash::operator()(Key const& key) const {
     std::size_t hash = key.observable;
     boost::hash_range(hash, key.objects.begin(), key.objects.end());
     return hash;
@@ -66,15 +62,16 @@ std::size_t RetriggerHistory::Hash(Key const& key) {
 void RetriggerHistory::TakeKeys() {
     if (std::uint64_t const now = meta::KeyChanges(); now != keyChanges) {
         table.clear();
-        keyed = 0;
+        covered = 0;
         keyChanges = now;
     }
-    for (; keyed < entries.size(); ++keyed) {
-        Entry& entry = entries[keyed];
+    for (; covered < entries.size(); ++covered) {
+        Entry& entry = entries[covered];
         entry.event->WatchKeys();
-        entry.place.reset();
-        if (ReadKey(*entry.event, other)) {
-            entry.place = table.emplace(Hash(other), &entry);
+        entry.counted = nullptr;
+        if (ReadKey(*entry.event, key)) {
+            entry.counted = &*table.try_emplace(key, 0).first;
+            ++entry.counted->second;
         }
     }
 }

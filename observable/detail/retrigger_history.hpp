@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -33,25 +32,25 @@ private:
 
         friend bool operator==(Key const&, Key const&) = default;
     };
-    struct Entry;
-    using Table = std::unordered_multimap<std::size_t, Entry const*>;
+    struct Hash {
+        std::size_t operator()(Key const& key) const;
+    };
+    using Table = std::unordered_map<Key, std::size_t, Hash>;  // how many of the entries have the key
     struct Entry {
         meta::Timestamp time;
         std::shared_ptr<meta::data::Event const> event;
-        std::optional<Table::iterator> place = std::nullopt;  // meant only while the table covers the entry
+        Table::value_type* counted = nullptr;  // where the table counts the entry; meant only while it covers it
     };
 
     static bool ReadKey(meta::data::Event const& event, Key& key);
-    static std::size_t Hash(Key const& key);
 
     void TakeKeys();
 
     std::deque<Entry> entries;
     Table table;
-    std::size_t keyed = 0;  // how many of the entries, from the front, the table covers
+    std::size_t covered = 0;  // how many of the entries, from the front, the table covers
     std::uint64_t keyChanges = 0;
-    Key asked;  // kept for their memory
-    Key other;
+    Key key;  // kept for its memory
 };
 
 }  // namespace qel::observable::detail
