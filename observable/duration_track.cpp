@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "foundation/meta/data/event.hpp"
+#include "foundation/meta/elapsed.hpp"
 #include "foundation/meta/views.hpp"
 #include "foundation/type/pimpl.hpp"
-#include "observable/detail/elapsed.hpp"
 #include "observable/detail/shared_texts.hpp"
 
 namespace qel::observable {
@@ -76,7 +76,7 @@ Items DurationTrack::Impl::TrackObjects(Items const& input, meta::Timestamp now)
     Finder finder(seen);
     for (auto const& sighting : sightings) {
         auto& object = finder.Find(sighting.id);
-        if (!std::exchange(object.isNew, false) && detail::Elapsed(object.firstSeen, now) > duration) {
+        if (!std::exchange(object.isNew, false) && meta::Elapsed(object.firstSeen, now) > duration) {
             result.push_back(Report(sighting, object, now));
         }
     }

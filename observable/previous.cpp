@@ -12,10 +12,10 @@
 
 #include "foundation/meta/data/event.hpp"
 #include "foundation/meta/data/object.hpp"
+#include "foundation/meta/elapsed.hpp"
 #include "foundation/meta/views.hpp"
 #include "foundation/type/pimpl.hpp"
 #include "foundation/type/registry/detail/scoped.hpp"
-#include "observable/detail/elapsed.hpp"
 #include "observable/detail/shared_texts.hpp"
 #include "observable/properties/make.hpp"
 #include "observable/registry/get.hpp"
@@ -32,7 +32,7 @@ namespace {
 
 type::registry::detail::Scoped<Previous, type::Registry<registry::Info>> const registration(registry::Get());
 
-using SharedTexts = std::shared_ptr<meta::data::Event::Texts const>;
+using Texts = std::shared_ptr<meta::data::Event::Texts const>;
 using Items = std::vector<std::shared_ptr<object::Object>>;
 
 /// The tracked objects of an input event as it was when it was read; most events have one.
@@ -41,11 +41,14 @@ using Objects = boost::container::small_vector<std::shared_ptr<object::Object co
 /// The key of the one memory when targets are not told apart.
 constexpr unsigned int AnyTarget = 0;
 
-struct Remembered {
+struct Memory {
     unsigned int target;
     std::shared_ptr<Objects const> objects;  // one list for all targets of an event
     meta::Timestamp end;
 };
+
+/// By ascending target, each once.
+using Memories = std::vector<Memory>;
 
 struct Emitted {
     unsigned int target;
@@ -53,7 +56,17 @@ struct Emitted {
     meta::Timestamp start;
 };
 
-bool ByTarget(Remembered const& left, Remembered const& right) { return left.target < right.target; }
+bool ByTarget(Memory const& left, Memory const& right) { return left.target < right.target; }
+
+bool OfOneTarget(Memory const& left, Memory const& right) { return left.target == right.target; }
+
+/// The one memory when targets are not told apart; after a change of the mode it may begin as an event of no time.
+Memory& OfAnyTarget(Memories& memories) {
+    if (memories.empty() || memories.front().target != AnyTarget) {
+        memories.insert(memories.begin(), {AnyTarget, std::make_shared<Objects const>(), meta::Timestamp()});
+    }
+    return memories.front();
+}
 
 std::shared_ptr<Objects const> TakeObjects(meta::data::Event const& event) {
     auto objects = std::make_shared<Objects>();
@@ -95,36 +108,51 @@ public:
     bool constrainTarget = false;
 
 private:
-    void RememberTargets(meta::EventsNaming const& inputs);
-    void RememberFirst(meta::EventsNaming const& inputs, meta::Timestamp now);
-    Items ReportTargets(meta::Timestamp now);
-    Items ReportFirst(meta::Timestamp now);
-
-    Remembered& GetAnyTarget();
-    bool IsTooOld(Remembered const& memory, meta::Timestamp now) const;
-    SharedTexts const& GetTexts() { return texts.Get(owner.GetName(), "previous", "analytics"); }
-    std::shared_ptr<meta::data::Event> Report(std::span<Remembered const> memories, Emitted const* last,
-                                              SharedTexts const& eventTexts, meta::Timestamp now) const;
+    Memories Remember(meta::Meta const& frame) const;
+    Memories RememberTargets(meta::EventsNaming const& inputs) const;
+    Memories RememberFirst(meta::EventsNaming const& inputs, meta::Timestamp now) const;
+    void Forget(Memories& memories, meta::Timestamp now) const;
+    bool IsTooOld(Memory const& memory, meta::Timestamp now) const;
+    Items ReportTargets(Memories const& memories, meta::Timestamp now, std::vector<Emitted>& reported);
+    Items ReportFirst(Memories const& memories, meta::Timestamp now, std::vector<Emitted>& reported);
+    std::shared_ptr<meta::data::Event> Report(std::span<Memory const> memories, Emitted const* last,
+                                              Texts const& eventTexts, meta::Timestamp now) const;
+    Texts const& GetTexts() { return texts.Get(owner.GetName(), "previous", "analytics"); }
 
     detail::SharedTexts texts;
-    std::vector<Emitted> emitted;        // in the last frame, by ascending target
-    std::vector<Remembered> remembered;  // by ascending target
+    Memories remembered;
+    std::vector<Emitted> emitted;  // in the last frame, by ascending target
 };
 
 Items Previous::Impl::Process(meta::Meta const& frame) {
     auto const now = frame.GetTimestamp();
-    if (input != UnsetId) {
-        meta::EventsNaming const inputs(frame, input);
-        if (!inputs.empty()) {
-            constrainTarget ? RememberTargets(inputs) : RememberFirst(inputs, now);
-        }
+    auto memories = Remember(frame);
+    Forget(memories, now);
+    Items result;
+    std::vector<Emitted> reported;
+    if (!memories.empty()) {
+        result = constrainTarget ? ReportTargets(memories, now, reported) : ReportFirst(memories, now, reported);
     }
-    return constrainTarget ? ReportTargets(now) : ReportFirst(now);
+
+    remembered = std::move(memories);
+    emitted = std::move(reported);
+    return result;
+}
+
+Memories Previous::Impl::Remember(meta::Meta const& frame) const {
+    if (input == UnsetId) {
+        return remembered;
+    }
+    meta::EventsNaming const inputs(frame, input);
+    if (inputs.empty()) {
+        return remembered;
+    }
+    return constrainTarget ? RememberTargets(inputs) : RememberFirst(inputs, frame.GetTimestamp());
 }
 
 /// The last event that carries a target is the one that is remembered for it.
-void Previous::Impl::RememberTargets(meta::EventsNaming const& inputs) {
-    std::vector<Remembered> seen;
+Memories Previous::Impl::RememberTargets(meta::EventsNaming const& inputs) const {
+    Memories seen;
     seen.reserve(inputs.size());
     for (auto const& event : inputs) {
         auto const objects = TakeObjects(event);
@@ -135,77 +163,63 @@ void Previous::Impl::RememberTargets(meta::EventsNaming const& inputs) {
     if (!std::is_sorted(seen.begin(), seen.end(), ByTarget)) {
         std::stable_sort(seen.begin(), seen.end(), ByTarget);
     }
-    auto const lastOfEach =
-        std::unique(seen.rbegin(), seen.rend(), [](Remembered const& later, Remembered const& earlier) {
-            return later.target == earlier.target;
-        }).base();
+    auto const lastOfEach = std::unique(seen.rbegin(), seen.rend(), OfOneTarget).base();
 
-    std::vector<Remembered> merged;
-    merged.reserve(seen.size() + remembered.size());
-    std::set_union(std::make_move_iterator(lastOfEach), std::make_move_iterator(seen.end()),
-                   std::make_move_iterator(remembered.begin()), std::make_move_iterator(remembered.end()),
-                   std::back_inserter(merged), ByTarget);
-    remembered = std::move(merged);
+    Memories memories;
+    memories.reserve(seen.size() + remembered.size());
+    std::set_union(std::make_move_iterator(lastOfEach), std::make_move_iterator(seen.end()), remembered.begin(),
+                   remembered.end(), std::back_inserter(memories), ByTarget);
+    return memories;
 }
 
 /// The first event is kept, and stays young for as long as others come.
-void Previous::Impl::RememberFirst(meta::EventsNaming const& inputs, meta::Timestamp now) {
+Memories Previous::Impl::RememberFirst(meta::EventsNaming const& inputs, meta::Timestamp now) const {
     if (remembered.empty()) {
         auto const& first = inputs.front();
-        remembered.push_back({AnyTarget, TakeObjects(first), first.GetEnd()});
-    } else {
-        GetAnyTarget().end = now;
+        return {{AnyTarget, TakeObjects(first), first.GetEnd()}};
+    }
+    auto memories = remembered;
+    OfAnyTarget(memories).end = now;
+    return memories;
+}
+
+void Previous::Impl::Forget(Memories& memories, meta::Timestamp now) const {
+    if (constrainTarget) {
+        std::erase_if(memories, [&](Memory const& memory) { return IsTooOld(memory, now); });
+    } else if (!memories.empty() && IsTooOld(OfAnyTarget(memories), now)) {
+        memories.clear();
     }
 }
 
-Items Previous::Impl::ReportTargets(meta::Timestamp now) {
-    std::erase_if(remembered, [&](Remembered const& memory) { return IsTooOld(memory, now); });
+bool Previous::Impl::IsTooOld(Memory const& memory, meta::Timestamp now) const {
+    return meta::Elapsed(memory.end, now) > interval;
+}
 
+Items Previous::Impl::ReportTargets(Memories const& memories, meta::Timestamp now, std::vector<Emitted>& reported) {
     auto const& eventTexts = GetTexts();
     Items result;
-    result.reserve(remembered.size());
-    std::vector<Emitted> reported;
-    reported.reserve(remembered.size());
+    result.reserve(memories.size());
+    reported.reserve(memories.size());
     auto last = emitted.begin();
-    for (auto const& memory : remembered) {
+    for (auto const& memory : memories) {
         last = std::find_if(last, emitted.end(), [&](Emitted const& each) { return each.target >= memory.target; });
         bool const goesOn = last != emitted.end() && last->target == memory.target;
         auto event = Report({&memory, 1}, goesOn ? &*last : nullptr, eventTexts, now);
         reported.push_back({memory.target, event->GetId(), event->GetStart()});
         result.push_back(std::move(event));
     }
-    emitted = std::move(reported);
     return result;
 }
 
-Items Previous::Impl::ReportFirst(meta::Timestamp now) {
-    if (!remembered.empty() && IsTooOld(GetAnyTarget(), now)) {
-        remembered.clear();
-    }
-    if (remembered.empty()) {
-        emitted.clear();
-        return {};
-    }
-    // Targets remembered from before a change of the mode are reported with the rest.
-    auto event = Report(remembered, emitted.empty() ? nullptr : &emitted.front(), GetTexts(), now);
-    emitted = {{AnyTarget, event->GetId(), event->GetStart()}};
+/// Targets that are remembered from before a change of the mode are reported with the rest.
+Items Previous::Impl::ReportFirst(Memories const& memories, meta::Timestamp now, std::vector<Emitted>& reported) {
+    auto event = Report(memories, emitted.empty() ? nullptr : &emitted.front(), GetTexts(), now);
+    reported.push_back({AnyTarget, event->GetId(), event->GetStart()});
     return {std::move(event)};
 }
 
-/// The one memory when targets are not told apart; after a change of the mode it may begin as an event of no time.
-Remembered& Previous::Impl::GetAnyTarget() {
-    if (remembered.empty() || remembered.front().target != AnyTarget) {
-        remembered.insert(remembered.begin(), {AnyTarget, std::make_shared<Objects const>(), meta::Timestamp()});
-    }
-    return remembered.front();
-}
-
-bool Previous::Impl::IsTooOld(Remembered const& memory, meta::Timestamp now) const {
-    return detail::Elapsed(memory.end, now) > interval;
-}
-
-std::shared_ptr<meta::data::Event> Previous::Impl::Report(std::span<Remembered const> memories, Emitted const* last,
-                                                          SharedTexts const& eventTexts, meta::Timestamp now) const {
+std::shared_ptr<meta::data::Event> Previous::Impl::Report(std::span<Memory const> memories, Emitted const* last,
+                                                          Texts const& eventTexts, meta::Timestamp now) const {
     meta::data::Event::Objects objects;
     objects.reserve(1 + memories.front().objects->size());
     objects.push_back(owner.MakeObservableMetadata());

@@ -23,7 +23,7 @@ namespace qel::observable {
 /// without a break is one event: same id, same start, the end moves.
 ///
 /// A change of the mode while running changes nothing of what is remembered; a change of the interval holds from the
-/// next frame on. Without an input nothing new is remembered.
+/// next frame on. Without an input nothing new is remembered. When a frame fails, it is as if it had not been.
 ///
 /// No locks: whoever changes a setting while another thread processes a frame holds the observable's lock, and so does
 /// that thread.

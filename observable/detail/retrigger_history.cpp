@@ -7,8 +7,8 @@
 
 #include "foundation/meta/data/object.hpp"
 #include "foundation/meta/data/observable.hpp"
+#include "foundation/meta/elapsed.hpp"
 #include "foundation/meta/key_changes.hpp"
-#include "observable/detail/elapsed.hpp"
 
 namespace qel::observable::detail {
 
@@ -22,7 +22,7 @@ bool RetriggerHistory::Contains(meta::data::Event const& event) {
 }
 
 void RetriggerHistory::Expire(meta::Timestamp now, std::chrono::milliseconds interval) {
-    while (!entries.empty() && Elapsed(entries.front().time, now) >= interval) {
+    while (!entries.empty() && meta::Elapsed(entries.front().time, now) >= interval) {
         if (covered > 0) {
             Table::value_type* const counted = entries.front().counted;
             if (counted && --counted->second == 0) {

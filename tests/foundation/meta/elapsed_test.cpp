@@ -1,12 +1,14 @@
-#include "observable/detail/elapsed.hpp"
+#include "foundation/meta/elapsed.hpp"
 
+#include <chrono>
 #include <compare>
+#include <cstdint>
 #include <limits>
 #include <string>
 
 #include <gtest/gtest.h>
 
-namespace qel::observable::detail {
+namespace qel::meta {
 namespace {
 
 using std::chrono::milliseconds;
@@ -27,7 +29,7 @@ class ElapsedTest : public testing::TestWithParam<Row> {};
 
 TEST_P(ElapsedTest, ComparesWithAnInterval) {
     auto const& row = GetParam();
-    Elapsed const elapsed{meta::Timestamp(nanoseconds(row.then)), meta::Timestamp(nanoseconds(row.now))};
+    Elapsed const elapsed{Timestamp(nanoseconds(row.then)), Timestamp(nanoseconds(row.now))};
     milliseconds const interval(row.interval);
 
     EXPECT_EQ(elapsed <=> interval, row.expected);
@@ -76,4 +78,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](auto const& tested) { return std::string(tested.param.name); });
 
 }  // namespace
-}  // namespace qel::observable::detail
+}  // namespace qel::meta
