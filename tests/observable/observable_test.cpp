@@ -25,6 +25,7 @@
 #include "tests/support/frames.hpp"
 #include "tests/support/registered.hpp"
 #include "tests/support/scripted.hpp"
+#include "tests/support/slot_of.hpp"
 #include "tests/support/stranger.hpp"
 #include "tests/support/threads.hpp"
 
@@ -40,6 +41,7 @@ using tests::MakeEvent;
 using tests::Person;
 using tests::Record;
 using tests::Scripted;
+using tests::SlotOf;
 using tests::Zone;
 
 // Made before any test runs: the library itself makes no observable when it is loaded.
@@ -391,18 +393,6 @@ TEST(ObservableBase, DoesNothingOfItsOwn) {
     EXPECT_THAT(observable.GetDependents(), IsEmpty());
     EXPECT_TRUE(observable.GetInputProperties().empty());
     observable.ObserverAdded({});
-}
-
-/// Where the table of virtual members has a member, counted from 0. A pointer to a virtual member holds its offset in
-/// the table plus one.
-template <class Member>
-std::size_t SlotOf(Member member) {
-    std::array<std::uintptr_t, 2> words{};
-    static_assert(sizeof(member) == sizeof(words));
-    std::memcpy(words.data(), &member, sizeof(words));
-    EXPECT_EQ(words[0] % 2, 1u) << "not virtual";
-    EXPECT_EQ(words[1], 0u) << "not in the first base";
-    return (words[0] - 1) / sizeof(void*);
 }
 
 constexpr std::size_t slots = 8;

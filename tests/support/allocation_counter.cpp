@@ -1,18 +1,29 @@
 #include "tests/support/allocation_counter.hpp"
 
+#include <malloc.h>
+
 #include <cstdlib>
 #include <new>
 
 namespace {
 
 thread_local std::size_t allocations = 0;
+thread_local std::size_t taken = 0;
+thread_local std::size_t givenBack = 0;
 thread_local std::size_t failing = 0;  // the number of the allocation that fails, 0 for none
 
 void* Allocate(std::size_t size, std::size_t alignment = alignof(std::max_align_t)) noexcept {
     if (++allocations == failing) {
         return nullptr;
     }
-    return std::aligned_alloc(alignment, (size + alignment) / alignment * alignment);
+    void* const memory = std::aligned_alloc(alignment, (size + alignment) / alignment * alignment);
+    taken += malloc_usable_size(memory);
+    return memory;
+}
+
+void Free(void* memory) noexcept {
+    givenBack += malloc_usable_size(memory);
+    std::free(memory);
 }
 
 void* AllocateOrThrow(std::size_t size, std::size_t alignment = alignof(std::max_align_t)) {
@@ -30,6 +41,10 @@ std::size_t From(std::align_val_t alignment) { return static_cast<std::size_t>(a
 namespace qel::tests {
 
 std::size_t CountAllocations() { return allocations; }
+
+std::size_t CountBytes() { return taken; }
+
+std::size_t LiveBytes() { return taken - givenBack; }
 
 FailingAllocation::FailingAllocation(std::size_t before) { failing = allocations + before + 1; }
 
@@ -51,15 +66,15 @@ void* operator new[](std::size_t size, std::align_val_t alignment, std::nothrow_
     return Allocate(size, From(alignment));
 }
 
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete(void* memory, std::nothrow_t const&) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::nothrow_t const&) noexcept { std::free(memory); }
-void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::align_val_t) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
-void operator delete(void* memory, std::align_val_t, std::nothrow_t const&) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::align_val_t, std::nothrow_t const&) noexcept { std::free(memory); }
+void operator delete(void* memory) noexcept { Free(memory); }
+void operator delete[](void* memory) noexcept { Free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { Free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { Free(memory); }
+void operator delete(void* memory, std::nothrow_t const&) noexcept { Free(memory); }
+void operator delete[](void* memory, std::nothrow_t const&) noexcept { Free(memory); }
+void operator delete(void* memory, std::align_val_t) noexcept { Free(memory); }
+void operator delete[](void* memory, std::align_val_t) noexcept { Free(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { Free(memory); }
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { Free(memory); }
+void operator delete(void* memory, std::align_val_t, std::nothrow_t const&) noexcept { Free(memory); }
+void operator delete[](void* memory, std::align_val_t, std::nothrow_t const&) noexcept { Free(memory); }

@@ -8,6 +8,12 @@ namespace qel::tests {
 /// How often the calling thread has asked operator new for memory, in a program that links qel_allocation_counter.
 std::size_t CountAllocations();
 
+/// How many bytes it has been given in all; a block counts with its whole size.
+std::size_t CountBytes();
+
+/// How many of them are in use, in a program in which every thread gives back what it took itself.
+std::size_t LiveBytes();
+
 /// How often `work` asks operator new for memory on this thread.
 template <class Work>
 std::size_t AllocationsOf(Work const& work) {
