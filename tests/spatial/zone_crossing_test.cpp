@@ -1,0 +1,137 @@
+#include <gmock/gmock.h>
+
+#include "tests/spatial/support.hpp"
+
+namespace qel::tests::spatial {
+namespace {
+
+using testing::ElementsAre;
+
+/// A timeline and what both rules say to it.
+struct Crossing {
+    char const* name;
+    Settings settings;
+    char const* places;
+    char const* entered;
+    char const* left;
+};
+
+class ZoneCrossingTest : public testing::TestWithParam<Crossing> {};
+
+TEST_P(ZoneCrossingTest, Reports) {
+    Player enter(MakeRule("Enter", GetParam().settings));
+    EXPECT_EQ(enter.Play(GetParam().places), GetParam().entered);
+    Player exit(MakeRule("Exit", GetParam().settings));
+    EXPECT_EQ(exit.Play(GetParam().places), GetParam().left);
+}
+
+std::string NameOfCrossing(testing::TestParamInfo<Crossing> const& info) { return info.param.name; }
+
+Settings const AtOnce{Time("settle", 0)};
+Settings const AlongPaths{Time("settle", 0), Flag("by_path", true)};
+Settings const AlongSettledPaths{Flag("by_path", true)};
+
+INSTANTIATE_TEST_SUITE_P(AtOnce, ZoneCrossingTest,
+                         testing::Values(Crossing{"OneEventPerChangeOfSides", AtOnce, "ooiioo", "--A---", "----A-"},
+                                         Crossing{"TheFirstSideIsNoChange", AtOnce, "ii", "--", "--"},
+                                         Crossing{"EdgeAndCornerAreInside", AtOnce, "oeco", "-A--", "---A"},
+                                         Crossing{"EveryChangeCounts", AtOnce, "oioioi", "-A-B-C", "--A-B-"},
+                                         Crossing{"AJumpAcrossTheZoneIsNoneUnlessAsked", AtOnce, "oror", "----",
+                                                  "----"}),
+                         NameOfCrossing);
+
+// 200 ms unless set, frames 100 ms apart: the third frame of a stay settles it.
+INSTANTIATE_TEST_SUITE_P(
+    Settled, ZoneCrossingTest,
+    testing::Values(Crossing{"TheEventComesWhenTheNewSideIsSettled", {}, "oooiiiooo", "-----A---", "--------A"},
+                    Crossing{"AShorterStayChangesNothing", {}, "oooiiooo", "--------", "--------"},
+                    Crossing{"AnUnsettledStartIsNoSide", {}, "ooiii", "-----", "-----"},
+                    Crossing{"AStayIsBrokenByTheOtherSide", {}, "oooiioiiooo", "-----------", "-----------"},
+                    Crossing{"AShortAbsenceBelongsToTheStay", {}, "oooi.i", "-----A", "------"},
+                    Crossing{"FiveHundredMillisecondsApartAreOnePath", {}, "oooi....i", "--------A", "---------"},
+                    Crossing{"LongerApartStartsAnew", {}, "oooi.....iii", "------------", "------------"},
+                    Crossing{
+                        "ConsecutiveFramesAreOnePathHoweverFarApart", {}, "ooo________i_______i", "----A", "-----"}),
+    NameOfCrossing);
+
+INSTANTIATE_TEST_SUITE_P(ByPath, ZoneCrossingTest,
+                         testing::Values(Crossing{"AMovementAcrossTellsBothAtOnce", AlongPaths, "oror", "-ABC", "-ABC"},
+                                         Crossing{"NotFromAnUnsettledOutside", AlongSettledPaths, "oro", "---", "---"},
+                                         Crossing{"FromASettledOutside", AlongSettledPaths, "ooor", "---A", "---A"},
+                                         Crossing{"AMovementIntoTheZoneIsAnEntryOnly", AlongPaths, "oi", "-A", "--"},
+                                         Crossing{"ALongJumpInTimeIsNoMovement", AlongPaths, "o.......r", "---------",
+                                                  "---------"}),
+                         NameOfCrossing);
+
+TEST(ZoneCrossingByPathTest, AStandingObjectCrossesNothing) {
+    Player player(MakeRule("Enter", AlongPaths));
+    EXPECT_EQ(player.Play("ooo"), "---");
+}
+
+TEST(ZoneCrossingByPathTest, AMovementThatTouchesACornerWasInTheZone) {
+    Player player(MakeRule("Enter", AlongPaths));
+    EXPECT_EQ(player.Play(At(0), {Standing(1, {0.0, 0.5})}), "-");
+    EXPECT_EQ(player.Play(At(100), {Standing(1, {0.5, 0.0})}), "A");
+    EXPECT_EQ(player.Play(At(200), {Standing(1, {0.4, 0.0})}), "-") << "above the zone";
+}
+
+TEST(ZoneCrossingByPathTest, AnUnsettledCrossingBreaksTheStayOutside) {
+    Player player(MakeRule("Enter", AlongSettledPaths));
+    EXPECT_EQ(player.Play("or"), "--");
+    EXPECT_EQ(player.Play("ro"), "--") << "100 ms on the right are too short";
+    EXPECT_EQ(player.Play("oor"), "--A");
+}
+
+TEST(ZoneCrossingEventTest, IsOfOneFrameAndCarriesRecordObjectAndZone) {
+    auto const rule = MakeRule("Enter", {Time("settle", 100), Text("name", "in")});
+    rule->SetId(3);
+    Player player(rule);
+    EXPECT_EQ(player.Play("ooii"), "---A");
+    EXPECT_THAT(player.Describe(),
+                ElementsAre("A in/enter/spatial 300..300 [record 3, object 7 person@1(0.375 0.25 0.25 0.25), zone 1 "
+                            "square(0.25 0.25;0.75 0.25;0.75 0.75;0.25 0.75;)]"));
+    auto const exitRule = MakeRule("Exit", AtOnce);
+    Player exitPlayer(exitRule);
+    exitPlayer.Play("io");
+    EXPECT_EQ(exitRule->GetName(), "Exit");
+    EXPECT_THAT(exitPlayer.Describe(), ElementsAre(testing::StartsWith("A Exit/exit/spatial 100..100 [record ")));
+}
+
+TEST(ZoneCrossingEventTest, ObjectsAreToldApartAndReportedByAscendingId) {
+    Player player(MakeRule("Enter", AtOnce));
+    EXPECT_EQ(player.Play(At(0), {Standing(9, {0.1, 0.5}), Standing(3, {0.1, 0.5}), Standing(4, {0.1, 0.5})}), "-");
+    EXPECT_EQ(player.Play(At(100), {Standing(9, {0.5, 0.5}), Standing(3, {0.5, 0.5}), Standing(4, {0.1, 0.5})}), "AB");
+}
+
+TEST(ZoneCrossingEventTest, AFrameWithoutTheZoneSeesNobody) {
+    Player player(MakeRule("Enter", AtOnce));
+    player.Play("o");
+    player.zone = nullptr;
+    EXPECT_EQ(player.Play("iiiiii"), "------");
+    player.zone = Square();
+    EXPECT_EQ(player.Play("i"), "-") << "600 ms later the id starts anew";
+}
+
+TEST(ZoneCrossingEventTest, ResetForgetsEverything) {
+    Player player(MakeRule("Enter", AtOnce));
+    player.Play("o");
+    player.rule->Reset();
+    EXPECT_EQ(player.Play("i"), "-");
+}
+
+TEST(ZoneCrossingEventTest, PublishesItsSettings) {
+    auto const lines = DescribeSettings(SchemasOf(*MakeRule("Enter")));
+    EXPECT_EQ(lines, DescribeSettings(SchemasOf(*MakeRule("Exit"))));
+    ASSERT_EQ(lines.size(), 8u);
+    EXPECT_EQ(lines[4],
+              "settle: qel.property.Milliseconds = 200ms. Must be a number between 0 to 86400000. The milliseconds for "
+              "which an object must stay on a side before it counts as being there");
+    EXPECT_EQ(
+        lines[5],
+        "by_path: qel.property.Bool = false. . Whether a movement across the zone counts that is outside in both of "
+        "its frames");
+    EXPECT_EQ(SchemasOf(*MakeRule("Enter")).front().GetReference(), "zone.polygon");
+}
+
+}  // namespace
+}  // namespace qel::tests::spatial
