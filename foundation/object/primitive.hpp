@@ -15,13 +15,7 @@ namespace detail {
 
 /// The type names of a value type, as an object and as a property.
 template <class T>
-struct PrimitiveNames {
-    static_assert(sizeof(T) == 0,
-                  "a value is a bool, std::uint16_t, std::uint32_t, double, std::string or std::chrono::milliseconds, "
-                  "and a setter takes it by value");
-    static constexpr char const* Object = "";
-    static constexpr char const* Property = "";
-};
+struct PrimitiveNames;
 template <>
 struct PrimitiveNames<bool> {
     static constexpr char const* Object = "qel.object.Bool";
@@ -54,6 +48,13 @@ struct PrimitiveNames<std::chrono::milliseconds> {
 };
 
 }  // namespace detail
+
+/// The types of the values that objects and properties hold: bool, std::uint16_t, std::uint32_t, double, std::string
+/// and std::chrono::milliseconds.
+template <class T>
+concept ValueType = requires {
+    detail::PrimitiveNames<T>::Object;
+};
 
 /// One value of type T on top of Base: the root of the properties, where Base is `property::Property`, which says how
 /// a value is set from an object and how the whole is copied. With `Object` as Base it is the plain value below.

@@ -62,8 +62,15 @@ private:
 
     template <class T, class... Arguments>
     static std::shared_ptr<Property const> Make(Arguments&&... arguments) {
-        // Not std::make_shared: its process-wide symbol would keep an unloaded plug-in in place.
-        return std::shared_ptr<Property const>(new External<T>(std::forward<Arguments>(arguments)...));
+        static_assert(object::ValueType<T>,
+                      "the setter of a property takes a bool, std::uint16_t, std::uint32_t, double, std::string or "
+                      "std::chrono::milliseconds, by value");
+        if constexpr (object::ValueType<T>) {
+            // Not std::make_shared: its process-wide symbol would keep an unloaded plug-in in place.
+            return std::shared_ptr<Property const>(new External<T>(std::forward<Arguments>(arguments)...));
+        } else {
+            return nullptr;
+        }
     }
 
     std::shared_ptr<Property const> prototype;

@@ -36,10 +36,8 @@ std::vector<boost::filesystem::path> FindFiles(std::string const& prefix,
             }
         }
     }
-    std::sort(files.begin(), files.end(), [](auto const& left, auto const& right) {
-        return std::pair(left.filename().native(), left.native()) <
-               std::pair(right.filename().native(), right.native());
-    });
+    std::stable_sort(files.begin(), files.end(),
+                     [](auto const& left, auto const& right) { return left.filename() < right.filename(); });
     return files;
 }
 
