@@ -1,10 +1,11 @@
-# qel_add_plugin(<name> SOURCES <file>...)
+# qel_add_plugin(<name> [NO_INSTALL] SOURCES <file>...)
 #
 # Builds the plug-in library libqel_observable_<name>.so, whose observable types register themselves when the library is
 # loaded. In the project's own tree it is built and installed beside libqel_observable.so, where the loader finds it;
-# another project installs it into its own library folder. Use it after find_package(qel).
+# another project installs it into its own library folder. Use it after find_package(qel). NO_INSTALL is for plug-ins that
+# only the build itself loads.
 function(qel_add_plugin name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "NO_INSTALL" "" "SOURCES")
     if(arg_UNPARSED_ARGUMENTS OR NOT arg_SOURCES)
         message(FATAL_ERROR "qel_add_plugin(${name}): give SOURCES <file>...")
     endif()
@@ -24,5 +25,7 @@ function(qel_add_plugin name)
     if(TARGET qel_options)
         target_link_libraries(${target} PRIVATE qel_options)
     endif()
-    install(TARGETS ${target} LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+    if(NOT arg_NO_INSTALL)
+        install(TARGETS ${target} LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+    endif()
 endfunction()
