@@ -136,7 +136,9 @@ unsigned int Notifier::Impl::AddObservable(std::shared_ptr<Observable> observabl
 
 void Notifier::Impl::RemoveObservable(std::shared_ptr<Observable> const& observable) {
     RefuseNull(observable, "Notifier::RemoveObservable");
+    std::vector<std::shared_ptr<Observable>> path;  // whoever is removed by its id is released without the lock
     Operation const operation(*this);
+    path = graph.GetPath();
     graph.Remove(observable);
 }
 
