@@ -33,8 +33,8 @@ public:
     using Setter = std::function<void(std::shared_ptr<void> target, object::Object const& value)>;
     using Getter = std::function<void(std::shared_ptr<void const> target, object::Object& out)>;
 
-    // The setting of a class, by its members void SetX(T) and T GetX() const. The default is not checked against the
-    // range, which is inclusive and without its ends that of the type. A null member is a `std::invalid_argument`.
+    /// The setting of a class, by its members void SetX(T) and T GetX() const. The default is not checked against the
+    /// range, which is inclusive and without its ends that of the type. A null member is a `std::invalid_argument`.
     template <class Host, class Value, class Get>
     External(std::string name, T const& value, void (Host::*set)(Value), Get get, std::string description)
         : External(std::move(name), value, Range<T>(), MemberAccessors(set, get), std::move(description)) {}
@@ -44,7 +44,7 @@ public:
         : External(std::move(name), value, MakeRange<T>(minimum, maximum), MemberAccessors(set, get),
                    std::move(description)) {}
 
-    // The same by functions void SetX(Host*, T) and T GetX(Host const*); without a default the value starts as T().
+    /// The same by functions void SetX(Host*, T) and T GetX(Host const*); without a default the value starts as T().
     template <class Host, class Value, class Get>
     External(std::string name, T const& value, void (*set)(Host*, Value), Get get, std::string description)
         : External(std::move(name), value, Range<T>(), FunctionAccessors(set, get), std::move(description)) {}
@@ -54,6 +54,7 @@ public:
 
     ~External() override;
 
+    /// A plain value is set in the property alone.
     using Primitive<T>::Set;
     /// Sets the property as `Primitive<T>` does and, when it is bound, the host from the same object, for which it must
     /// also pass `external::Convert<T>`: a bound number is not set from a text. What the host's setter throws passes
@@ -65,7 +66,7 @@ public:
 
     void Bind(std::shared_ptr<void> target, context::Direction direction) override;
 
-    // Lists are not supported: each throws `std::logic_error`.
+    /// Lists are not supported: each of these throws `std::logic_error`.
     [[noreturn]] void Erase(object::Object& object);
     [[noreturn]] void Add(object::Object& object);
     [[noreturn]] void SetAt(std::size_t index, object::Object& object);
@@ -96,8 +97,7 @@ private:
         static_assert(
             requires { static_cast<char const*>(Host::ClassTypeName); },
             "the class whose members a setting names must publish ClassTypeName, as observable classes do: a member "
-            "that "
-            "is inherited from another base is wrapped in a member of the class itself");
+            "that is inherited from another base is wrapped in a member of the class itself");
         static_assert(std::is_same_v<Value, T>, "the setter of a property takes the property's value type, by value");
         static_assert(
             std::is_convertible_v<Get, T (Host::*)() const>,

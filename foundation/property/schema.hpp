@@ -19,7 +19,7 @@ namespace qel::property {
 /// and what is made of them, call functions of the library that published them and must not outlive it.
 class QEL_FOUNDATION_EXPORT Schema {
 public:
-    // The arguments of the constructors of `External<T>`, where T is what the setter takes.
+    /// The arguments of the constructors of `External<T>`, where T is what the setter takes.
     template <class Host, class T, class Get>
     Schema(std::string name, std::type_identity_t<T> const& value, void (Host::*set)(T), Get get,
            std::string description)
