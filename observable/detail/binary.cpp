@@ -49,11 +49,13 @@ std::vector<std::shared_ptr<object::Object>> Binary::Process(meta::Meta const& f
         targets.clear();
         return {};
     }
-    contents.Read(foundA.events, foundB.events);
-    return constrainTarget ? ProcessPerTarget(frame.GetTimestamp()) : ProcessUnconstrained(frame.GetTimestamp());
+    InputContents contents(foundA.events, foundB.events);
+    return constrainTarget ? ProcessPerTarget(contents, frame.GetTimestamp())
+                           : ProcessUnconstrained(contents, frame.GetTimestamp());
 }
 
-std::vector<std::shared_ptr<object::Object>> Binary::ProcessUnconstrained(meta::Timestamp now) {
+std::vector<std::shared_ptr<object::Object>> Binary::ProcessUnconstrained(InputContents& contents,
+                                                                          meta::Timestamp now) {
     auto const& objects = contents.GetObjects();
     auto const& zones = contents.GetZones();
     Event::Objects list;
@@ -68,7 +70,7 @@ std::vector<std::shared_ptr<object::Object>> Binary::ProcessUnconstrained(meta::
     return result;
 }
 
-std::vector<std::shared_ptr<object::Object>> Binary::ProcessPerTarget(meta::Timestamp now) {
+std::vector<std::shared_ptr<object::Object>> Binary::ProcessPerTarget(InputContents& contents, meta::Timestamp now) {
     auto const record = owner.MakeObservableMetadata();
     auto const& sharedTexts = GetTexts();
     nextTargets.clear();

@@ -52,15 +52,14 @@ private:
         std::shared_ptr<meta::data::Event> event;
     };
 
-    std::vector<std::shared_ptr<object::Object>> ProcessUnconstrained(meta::Timestamp now);
-    std::vector<std::shared_ptr<object::Object>> ProcessPerTarget(meta::Timestamp now);
+    std::vector<std::shared_ptr<object::Object>> ProcessUnconstrained(InputContents& contents, meta::Timestamp now);
+    std::vector<std::shared_ptr<object::Object>> ProcessPerTarget(InputContents& contents, meta::Timestamp now);
     std::shared_ptr<meta::data::Event::Texts const> const& GetTexts();
 
     Observable const& owner;
     Needs const needs;
     char const* const eventType;
     SharedTexts texts;
-    InputContents contents;
     std::shared_ptr<meta::data::Event> event;  // the last one when unconstrained
     std::vector<Reported> targets;             // otherwise the last one of every target of the last frame, by id
     std::vector<Reported> nextTargets;         // empty between frames, kept for its memory

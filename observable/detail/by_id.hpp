@@ -3,17 +3,19 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+
+#include <boost/container/small_vector.hpp>
 
 namespace qel::observable::detail {
 
 /// Pointers to things that have ids; once sorted, in order of id, and those of one id in the order in which they were
-/// added. Emptying keeps the memory.
+/// added. A few take no memory of their own.
 template <class T>
 class ById {
 public:
     /// An id and, below it, the place in the order of adding.
     using Key = std::uint64_t;
+    using Keys = boost::container::small_vector<Key, 12>;
 
     static std::uint32_t IdOf(Key key) { return static_cast<std::uint32_t>(key >> 32); }
     static std::size_t PlaceOf(Key key) { return static_cast<std::uint32_t>(key); }
@@ -43,12 +45,12 @@ public:
 
     /// How many have been added.
     std::size_t GetAdded() const { return things.size(); }
-    std::vector<Key> const& GetKeys() const { return keys; }
+    Keys const& GetKeys() const { return keys; }
     T const& operator[](Key key) const { return *things[PlaceOf(key)]; }
 
 private:
-    std::vector<T const*> things;
-    std::vector<Key> keys;
+    boost::container::small_vector<T const*, 12> things;
+    Keys keys;
 };
 
 }  // namespace qel::observable::detail

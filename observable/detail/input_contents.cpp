@@ -4,11 +4,7 @@
 
 namespace qel::observable::detail {
 
-void InputContents::Read(Events const& eventsA, Events const& eventsB) {
-    objects.Clear();
-    eventOfObject.clear();
-    zonesOfEvents.clear();
-    zoneEnds.clear();
+InputContents::InputContents(Events const& eventsA, Events const& eventsB) {
     Add(eventsA);
     objectsInA = objects.GetAdded();
     Add(eventsB);

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <span>
-#include <vector>
+
+#include <boost/container/small_vector.hpp>
 
 #include "foundation/meta/data/object.hpp"
 #include "foundation/meta/data/zone.hpp"
@@ -12,15 +13,15 @@
 
 namespace qel::observable::detail {
 
-/// The tracked objects and the zones in the events of two inputs, as pointers into the events and for as long as these
-/// stay unchanged. The lists keep their memory from one reading to the next.
+/// The tracked objects and the zones in the events of two inputs, as pointers into the events: good for as long as
+/// these stay unchanged.
 class InputContents {
 public:
     using Events = meta::detail::FoundEvents;
     using Objects = ById<meta::data::Object>;
     using Zones = ById<meta::data::Zone>;
 
-    void Read(Events const& eventsA, Events const& eventsB);
+    InputContents(Events const& eventsA, Events const& eventsB);
 
     /// Every tracked object once, by id: the first in the events of A and then of B.
     Objects const& GetObjects();
@@ -35,10 +36,10 @@ public:
     template <class Take>
     void ForEachTarget(bool inBoth, Take const& take) {
         objects.Sort();
-        auto const& keys = objects.GetKeys();
-        for (auto first = keys.begin(); first != keys.end();) {
-            auto const next = std::find_if(first, keys.end(),
-                                           [id = Objects::IdOf(*first)](Key key) { return Objects::IdOf(key) != id; });
+        Key const* const end = objects.GetKeys().data() + objects.GetKeys().size();
+        for (Key const* first = objects.GetKeys().data(); first != end;) {
+            Key const* const next =
+                std::find_if(first, end, [id = Objects::IdOf(*first)](Key key) { return Objects::IdOf(key) != id; });
             Occurrences const occurrences(first, next);
             if (!inBoth || IsInBoth(occurrences)) {
                 take(Choose(occurrences, inBoth), GatherZones(occurrences));
@@ -59,10 +60,10 @@ private:
     Zones const& GatherZones(Occurrences occurrences);
 
     Objects objects;
-    std::vector<std::size_t> eventOfObject;  // by place in `objects`: the place in `zoneEnds`
+    boost::container::small_vector<std::size_t, 12> eventOfObject;  // by place in `objects`: the place in `zoneEnds`
     std::size_t objectsInA = 0;
-    std::vector<meta::data::Zone const*> zonesOfEvents;
-    std::vector<std::size_t> zoneEnds;  // by event: the end of its zones in `zonesOfEvents`
+    boost::container::small_vector<meta::data::Zone const*, 12> zonesOfEvents;
+    boost::container::small_vector<std::size_t, 12> zoneEnds;  // by event: the end of its zones in `zonesOfEvents`
     bool startedLaterInB = false;
     Zones zones;
 };
