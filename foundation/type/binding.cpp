@@ -9,11 +9,10 @@ Binding::Binding(std::function<void(unsigned int)> unbind, unsigned int id) : un
 Binding::Binding(Binding&& other) noexcept : unbind(std::exchange(other.unbind, nullptr)), id(other.id) {}
 
 Binding& Binding::operator=(Binding&& other) noexcept {
-    if (this != &other) {
-        Reset();
-        unbind = std::exchange(other.unbind, nullptr);
-        id = other.id;
-    }
+    // Taken first, since unbinding may destroy the other handle or fill this one.
+    Binding taken(std::move(other));
+    std::swap(unbind, taken.unbind);
+    std::swap(id, taken.id);
     return *this;
 }
 
