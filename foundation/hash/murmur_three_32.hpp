@@ -18,7 +18,7 @@ namespace qel::hash {
 /// A value type; every function is pure and may be called from any thread and in constant expressions.
 class MurmurThree32 {
 public:
-    /// The id of the empty set of bytes before mixing: 0.
+    /// The value 0.
     constexpr MurmurThree32() = default;
 
     /// The value whose four little-endian bytes make up `value`.
