@@ -10,8 +10,10 @@ constinit std::atomic<std::uint64_t> changes{0};
 
 }  // namespace
 
-std::uint64_t KeyChanges() noexcept { return changes.load(std::memory_order_relaxed); }
+// Whoever sees a change counted sees the change: a key read before it is never taken for one read after it.
 
-void CountKeyChange() noexcept { changes.fetch_add(1, std::memory_order_relaxed); }
+std::uint64_t KeyChanges() noexcept { return changes.load(std::memory_order_acquire); }
+
+void CountKeyChange() noexcept { changes.fetch_add(1, std::memory_order_release); }
 
 }  // namespace qel::meta

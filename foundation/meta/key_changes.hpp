@@ -12,7 +12,7 @@ namespace qel::meta {
 /// again. Any thread.
 QEL_FOUNDATION_EXPORT std::uint64_t KeyChanges() noexcept;
 
-/// Adds one to the count.
+/// Adds one to the count, after the change.
 QEL_FOUNDATION_EXPORT void CountKeyChange() noexcept;
 
 }  // namespace qel::meta

@@ -111,11 +111,11 @@ void Event::AppendObject(std::shared_ptr<object::Object const> object) {
 void Event::AppendObject(object::Object const& object) { AppendObject(object.Clone()); }
 
 void Event::EditObjects(std::function<void(Objects&)> const& edit) {
-    struct CountAtEnd {
-        Event const& event;
-        ~CountAtEnd() { event.CountIfWatched(); }
-    } const countAtEnd{*this};
-    edit(objects);
+    // A copy, so that until the change is counted a walk sees what a look-up sees.
+    Objects edited = objects;
+    edit(edited);
+    objects.swap(edited);
+    CountIfWatched();
 }
 
 std::shared_ptr<object::Object> Event::Clone() const { return std::make_shared<Event>(*this); }

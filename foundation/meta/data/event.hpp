@@ -80,9 +80,9 @@ public:
     /// Copies the object.
     void AppendObject(object::Object const& object);
 
-    /// Lets `edit` change the object list; the one way to do so other than appending. Nobody keeps a reference into the
-    /// list. What `edit` throws passes through, and what it did before stays. An empty function is a
-    /// `std::bad_function_call`.
+    /// Lets `edit` change the object list; the one way to do so other than appending. The event has the new list when
+    /// `edit` returns, until then the old one, and keeps that when `edit` throws. Nobody keeps a reference into either
+    /// list. An empty function is a `std::bad_function_call`.
     void EditObjects(std::function<void(Objects&)> const& edit);
 
     /// For look-ups that are keyed by this event's id or records: from now on changes of these are counted by
