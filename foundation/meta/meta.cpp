@@ -31,6 +31,14 @@ std::shared_ptr<detail::Contents> Inherit(std::shared_ptr<detail::Contents> cons
     return copy;
 }
 
+/// Whether no walk, look-up or copy still reads the contents.
+bool IsUnshared(std::shared_ptr<detail::Contents> const& contents) {
+    // use_count() alone does not order what follows behind the reads of another thread that has just let go; taking a
+    // reference, which acquires, does.
+    auto const held = contents;
+    return held.use_count() == 2;
+}
+
 }  // namespace
 
 Meta::Meta(Timestamp timestamp) : timestamp(timestamp), contents(std::make_shared<detail::Contents>()) {}
@@ -44,13 +52,10 @@ Meta::~Meta() = default;
 
 Meta::Iterator Meta::Begin() const {
     auto const held = GetLock();
-    return {contents, 0};
-}
-
-Meta::Iterator Meta::End() const {
-    auto const held = GetLock();
     return {contents, Count()};
 }
+
+Meta::Iterator Meta::End() const { return {}; }
 
 void Meta::Append(std::shared_ptr<object::Object> item) const {
     auto const held = GetLock();
@@ -70,7 +75,7 @@ void Meta::RemoveIf(std::function<bool(std::shared_ptr<object::Object> const&)> 
     if (!any) {
         return;
     }
-    if (contents.use_count() == 1 && contents->inheritedCount == 0) {
+    if (contents->inheritedCount == 0 && IsUnshared(contents)) {
         ownCount = contents->own.Compact(ownCount, goes);
         return;
     }

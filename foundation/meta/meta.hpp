@@ -5,6 +5,7 @@
 #include <iterator>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 #include "foundation/export.hpp"
 #include "foundation/meta/detail/chunk.hpp"
@@ -32,7 +33,8 @@ public:
 
     Timestamp GetTimestamp() const { return timestamp; }
 
-    /// A walk sees the items that are there when its two ends are taken, whatever is appended or removed meanwhile.
+    /// A walk sees the items that are there at its `Begin()`, whatever is appended or removed meanwhile, and ends at
+    /// any `End()`.
     Iterator Begin() const;
     Iterator End() const;
 
@@ -40,7 +42,7 @@ public:
     void Append(std::shared_ptr<object::Object> item) const;
 
     /// Removes every item for which `predicate` is true; it is asked once for each, in order, and must not change the
-    /// frame. When it throws, nothing is removed. An empty function is a `std::bad_function_call`.
+    /// frame. When it throws, nothing is removed. Asking an empty function is a `std::bad_function_call`.
     void RemoveIf(std::function<bool(std::shared_ptr<object::Object> const&)> const& predicate) const;
 
     /// Keeps other threads from the frame for as long as the returned lock lives.
@@ -55,8 +57,6 @@ public:
     NamedEvents FindEvents(unsigned int observable) const;
 
 private:
-    struct Removal;
-
     std::size_t Count() const { return contents->inheritedCount + ownCount; }
 
     Timestamp timestamp;
@@ -75,14 +75,15 @@ public:
     using reference = value_type const&;
 
     Iterator() = default;
-    Iterator(std::shared_ptr<detail::Contents const> contents, std::size_t position)
-        : contents(std::move(contents)), position(position) {}
+    Iterator(std::shared_ptr<detail::Contents const> contents, std::size_t count)
+        : contents(std::move(contents)), left(count) {}
 
     reference operator*() const { return contents->At(position); }
     pointer operator->() const { return &**this; }
 
     Iterator& operator++() {
         ++position;
+        --left;
         return *this;
     }
     Iterator operator++(int) {
@@ -91,11 +92,13 @@ public:
         return before;
     }
 
-    friend bool operator==(Iterator const& left, Iterator const& right) { return left.position == right.position; }
+    /// Places in one walk are told apart by how much of it is left, so that every walk meets its end.
+    friend bool operator==(Iterator const& one, Iterator const& other) { return one.left == other.left; }
 
 private:
     std::shared_ptr<detail::Contents const> contents;
     std::size_t position = 0;
+    std::size_t left = 0;
 };
 
 }  // namespace qel::meta

@@ -72,10 +72,15 @@ void Chunk::ExtendIndex(std::size_t count) const {
         }
         auto const& event = static_cast<data::Event const&>(*item);
         event.WatchKeys();
-        for (auto const& each : event.GetObjects()) {
-            if (each && each->Is<data::Observable>()) {
-                index.Add(static_cast<data::Observable const&>(*each).GetId(), event, index.covered);
+        try {
+            for (auto const& each : event.GetObjects()) {
+                if (each && each->Is<data::Observable>()) {
+                    index.Add(static_cast<data::Observable const&>(*each).GetId(), event, index.covered);
+                }
             }
+        } catch (...) {
+            index.Clear();  // of this event's records some are there and some are not
+            throw;
         }
     }
 }
