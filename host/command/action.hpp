@@ -1,0 +1,24 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+namespace qel::host {
+
+/// What the command line asks for; returns the exit code.
+using Action = std::function<int()>;
+
+// Each adds one sub-command. When the command line names it, `action` becomes what it does.
+
+void AddCheck(CLI::App& program, Action& action);
+void AddGraph(CLI::App& program, Action& action);
+void AddRun(CLI::App& program, Action& action);
+void AddSimulate(CLI::App& program, Action& action);
+void AddTypes(CLI::App& program, Action& action);
+
+/// Adds the option that every command with types has.
+void AddPluginsOption(CLI::App& command, std::string& directory);
+
+}  // namespace qel::host

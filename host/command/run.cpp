@@ -1,0 +1,256 @@
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <fmt/format.h>
+
+#include "host/command/action.hpp"
+#include "host/command/load_rules.hpp"
+#include "host/events/event_log.hpp"
+#include "host/events/jsonl_writer.hpp"
+#include "host/events/progress.hpp"
+#include "host/events/table_writer.hpp"
+#include "host/failure.hpp"
+#include "host/rules/evaluation.hpp"
+#include "host/stream/jsonl_reader.hpp"
+#include "host/stream/line_reader.hpp"
+#include "host/stream/mot_reader.hpp"
+#include "host/stream/timestamp.hpp"
+#include "host/system/output.hpp"
+#include "host/system/stop_signals.hpp"
+
+namespace qel::host {
+
+namespace {
+
+constexpr std::uint64_t MostToldLines = 20;
+
+struct Options {
+    std::string rules;
+    std::string input = "-";
+    std::string format;
+    std::string output = "-";
+    std::string outputFormat = "auto";
+    bool updates = false;
+    std::string onError = "stop";
+    std::optional<double> framesPerSecond;
+    std::optional<double> width;
+    std::optional<double> height;
+    std::string start;
+    std::string plugins;
+};
+
+std::string FormatOf(Options const& options) {
+    if (!options.format.empty()) {
+        return options.format;
+    }
+    if (options.input == "-" || options.input.ends_with(".jsonl") || options.input.ends_with(".ndjson")) {
+        return "jsonl";
+    }
+    if (options.input.ends_with(".mot") || options.input.ends_with(".txt")) {
+        return "mot";
+    }
+    throw CommandLineError(fmt::format(
+        "--input: {}: the file's ending does not tell its format: give --format jsonl or mot", options.input));
+}
+
+meta::Timestamp StartOf(Options const& options) {
+    if (options.start.empty()) {
+        return {};
+    }
+    if (auto const time = ParseTimeOrNanoseconds(options.start)) {
+        return *time;
+    }
+    throw CommandLineError(
+        fmt::format("--start: {}: not a time; allowed: nanoseconds since 1970 as a whole number, or an RFC 3339 text",
+                    options.start));
+}
+
+std::unique_ptr<FrameReader> MakeReader(Options const& options, LineReader& lines) {
+    if (FormatOf(options) == "jsonl") {
+        return std::make_unique<JsonlReader>(lines);
+    }
+    return std::make_unique<MotReader>(lines, FrameClock(StartOf(options), *options.framesPerSecond),
+                                       MotReader::Picture{*options.width, *options.height});
+}
+
+/// What can be wrong with the command line without looking into a file.
+void Check(Options const& options) {
+    bool const hasPicture = options.framesPerSecond && options.width && options.height;
+    if (FormatOf(options) == "mot" && !hasPicture) {
+        throw CommandLineError("the format mot needs --fps, --width and --height");
+    }
+    if (options.rules == "-" && options.input == "-") {
+        throw CommandLineError("--rules and --input cannot both be standard input");
+    }
+    StartOf(options);
+}
+
+/// One run of the command.
+class Run {
+public:
+    Run(Options const& options, RuleFile const& rules)
+        : skipsUnreadable(options.onError == "skip"),
+          lines(options.input, stop),
+          reader(MakeReader(options, lines)),
+          output(options.output),
+          writer(MakeWriter(options.outputFormat, output)),
+          log(*writer, options.updates),
+          evaluation(rules, log) {
+        lines.SetBeforeWaiting([this] { Deliver(); });
+    }
+
+    int Perform();
+
+private:
+    static std::unique_ptr<EventWriter> MakeWriter(std::string const& format, Output& output) {
+        bool const asTable = format == "table" || (format == "auto" && output.IsTerminal());
+        return asTable ? std::unique_ptr<EventWriter>(std::make_unique<TableWriter>(output))
+                       : std::make_unique<JsonlWriter>(output);
+    }
+
+    bool ReadAll();
+    bool TellUnreadable(Mistake const& mistake);
+    void Tell(std::string const& line);
+    void Deliver();
+    void Summarise();
+
+    bool const skipsUnreadable;
+    StopSignals stop;
+    LineReader lines;
+    std::unique_ptr<FrameReader> reader;
+    Output output;
+    std::unique_ptr<EventWriter> writer;
+    EventLog log;
+    Evaluation evaluation;
+    Progress progress;
+    std::uint64_t unreadable = 0;
+};
+
+int Run::Perform() {
+    bool const complete = ReadAll();
+    log.CloseAll();
+    Deliver();
+    Summarise();
+    if (int const signal = stop.GetCaught()) {
+        return BySignal + signal;
+    }
+    return complete ? Success : Wrong;
+}
+
+/// Whether the stream was read to its end, or as far as a signal let it.
+bool Run::ReadAll() {
+    Frame frame;
+    while (stop.GetCaught() == 0) {
+        try {
+            if (!reader->Next(frame)) {
+                break;
+            }
+            evaluation.Process(frame);
+        } catch (UnreadableLine const& line) {
+            if (!TellUnreadable(line.mistake)) {
+                return false;
+            }
+        } catch (CannotWrite const&) {
+            throw;
+        } catch (std::exception const& error) {
+            Tell(fmt::format("{}:{}: {}", lines.GetName(), lines.GetLineNumber(), error.what()));
+            return false;
+        }
+        if (output.IsTerminal() && output.HasPending()) {
+            Deliver();
+        }
+        progress.Show(evaluation.GetCounts(), log.GetCount());
+    }
+    return true;
+}
+
+/// Whether to go on.
+bool Run::TellUnreadable(Mistake const& mistake) {
+    ++unreadable;
+    if (unreadable <= MostToldLines) {
+        Tell(Describe(mistake));
+    } else if (unreadable == MostToldLines + 1) {
+        Tell("further lines that cannot be read are only counted");
+    }
+    return skipsUnreadable;
+}
+
+void Run::Tell(std::string const& line) {
+    progress.Clear();
+    fmt::print(stderr, "{}\n", line);
+}
+
+/// Lets the reader of the output have what there is.
+void Run::Deliver() {
+    if (output.HasPending()) {
+        progress.Clear();
+        output.Flush();
+    }
+}
+
+void Run::Summarise() {
+    auto const& counts = evaluation.GetCounts();
+    Tell("qel: " + DescribeSpeed(counts, log.GetCount(), progress.GetSeconds()));
+    Tell(fmt::format("qel: {} times repeated, {} times backwards, {} {} skipped", counts.repeated, counts.backwards,
+                     skipsUnreadable ? unreadable : 0, "lines"));
+}
+
+int RunRules(Options const& options) {
+    Check(options);
+    TypeCatalogue::LoadPlugins(options.plugins);
+    TypeCatalogue const types;
+    auto const rules = LoadRules(options.rules, types);
+    return rules ? Run(options, *rules).Perform() : Wrong;
+}
+
+}  // namespace
+
+void AddRun(CLI::App& program, Action& action) {
+    auto const options = std::make_shared<Options>();
+    auto* const command = program.add_subcommand("run", "Evaluate rules over a stream of frames");
+    command->add_option("--rules", options->rules, "The rule file")->required()->type_name("FILE");
+    command->add_option("--input", options->input, "The stream, - for standard input")
+        ->type_name("FILE")
+        ->capture_default_str();
+    command
+        ->add_option("--format", options->format,
+                     "What the stream is: jsonl (the default of standard input and of files that end in .jsonl or "
+                     ".ndjson) or mot (.mot, .txt)")
+        ->check(CLI::IsMember({"jsonl", "mot"}));
+    command->add_option("--output", options->output, "Where events go, - for standard output")
+        ->type_name("FILE")
+        ->capture_default_str();
+    command
+        ->add_option("--output-format", options->outputFormat,
+                     "jsonl, table, or auto: a table on a terminal, otherwise jsonl")
+        ->check(CLI::IsMember({"auto", "jsonl", "table"}))
+        ->capture_default_str();
+    command->add_flag("--updates", options->updates, "Also tell in every frame which events go on");
+    command->add_option("--on-error", options->onError, "What to do about a line that cannot be read: stop or skip")
+        ->check(CLI::IsMember({"stop", "skip"}))
+        ->capture_default_str();
+    command->add_option("--fps", options->framesPerSecond, "Frames in a second, for mot")->check(CLI::Range(1e-6, 1e6));
+    command->add_option("--width", options->width, "Width of the picture in pixels, for mot")
+        ->check(CLI::Range(1.0, 1e6));
+    command->add_option("--height", options->height, "Height of the picture in pixels, for mot")
+        ->check(CLI::Range(1.0, 1e6));
+    command->add_option("--start", options->start,
+                        "Time of frame 1, for mot: nanoseconds since 1970 or an RFC 3339 text; default 0");
+    AddPluginsOption(*command, options->plugins);
+    command->footer(
+        "Writes one JSON object a line for each event that starts or ends, and a summary to standard error.\n"
+        "An interrupt, or an unreadable line, closes the open events and writes them before the program ends.\n\n"
+        "Exit: 0 when the stream was read to its end (skipping or not) or nobody reads the output any more,\n"
+        "1 for a mistake in rules or stream, 2 for a wrong command line, 130 and 143 when interrupted or\n"
+        "terminated.\n\n"
+        "  qel run --rules rules.json --input frames.jsonl --output events.jsonl\n"
+        "  tracker | qel run --rules rules.json --on-error skip\n"
+        "  qel run --rules rules.json --input gt.txt --fps 25 --width 640 --height 480");
+    command->callback([options, &action] { action = [options] { return RunRules(*options); }; });
+}
+
+}  // namespace qel::host

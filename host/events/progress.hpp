@@ -1,0 +1,36 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "host/rules/evaluation.hpp"
+
+namespace qel::host {
+
+/// A line on standard error that tells how far a run has come, when that is a terminal.
+class Progress {
+public:
+    Progress();
+
+    /// Renews the line, but only a few times in a second.
+    void Show(Counts const& counts, std::uint64_t events);
+    /// Takes the line away, before something else is written to the terminal.
+    void Clear();
+
+    /// How long the run has taken.
+    double GetSeconds() const;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    bool const isTerminal;
+    bool isShown = false;
+    Clock::time_point const start = Clock::now();
+    Clock::time_point shown = start;
+};
+
+/// "1000 frames of 1 channel in 0.35 s (2857 frames/s, 114.3 x real time), 17 events"
+std::string DescribeSpeed(Counts const& counts, std::uint64_t events, double seconds);
+
+}  // namespace qel::host
