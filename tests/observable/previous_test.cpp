@@ -9,6 +9,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -243,6 +244,17 @@ TEST(PreviousModeTest, NearTheEpochTargetsGoOnThoughTheInputIsSilent) {
     // Target zero continues the event that was reported for none; the other targets start anew.
     EXPECT_EQ(play(1000, "."), "A,3C,7D");
     EXPECT_EQ(play(1001, "."), "3C,7D");
+}
+
+TEST(PreviousModeTest, TheEpochIsMeantToTheNanosecond) {
+    for (auto const& [late, reported] : {std::pair(0, "3A"), std::pair(1, "-")}) {
+        Rule rule(true);
+        Stage play(rule);
+        EXPECT_EQ(play(900, "3"), "3A");
+        rule.SetConstrainTarget(false);
+        tests::Player player;
+        EXPECT_EQ(player.Play(rule, meta::Meta(At(1000) + std::chrono::nanoseconds(late))), reported);
+    }
 }
 
 // The interval at the ends of its type, with times at the ends of theirs.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <sstream>
@@ -88,8 +89,15 @@ private:
         text << ']';
     }
 
-    static double Milliseconds(meta::Timestamp time) {
-        return std::chrono::duration<double, std::milli>(time.time_since_epoch()).count();
+    /// To the nanosecond.
+    static std::string Milliseconds(meta::Timestamp time) {
+        auto const nanoseconds = time.time_since_epoch().count();
+        std::string text = (nanoseconds < 0 ? "-" : "") + std::to_string(std::abs(nanoseconds / 1'000'000));
+        if (auto const rest = std::abs(nanoseconds % 1'000'000); rest != 0) {
+            text += '.' + std::to_string(1'000'000 + rest).substr(1);
+            text.erase(text.find_last_not_of('0') + 1);
+        }
+        return text;
     }
 
     std::map<unsigned int, std::size_t> numbers;
