@@ -35,6 +35,13 @@ void Forbid(char const* directory) {
     }
 }
 
+/// Is again who started this process.
+void BeOneself() {
+    if (seteuid(getuid()) != 0) {
+        throw std::runtime_error("cannot take the old rights back");
+    }
+}
+
 void Load() {
     try {
         qel::observable::plugin::Loader const loader;
@@ -78,6 +85,7 @@ int main(int count, char** arguments) {
         if (again) {
             Load();
         }
+        BeOneself();
         for (auto const& line : capture.Take()) {
             std::cout << line << '\n';
         }

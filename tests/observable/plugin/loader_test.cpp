@@ -29,6 +29,14 @@ std::string const Not = "qel.observable.Not: Not";
 std::string const Or = "qel.observable.Or: Or";
 std::string const Previous = "qel.observable.Previous: Previous";
 
+std::vector<std::string> LinesOf(std::istream& stream) {
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
 /// A directory with the two libraries, for a host that finds plug-ins beside them.
 class PluginLoader : public testing::Test {
 protected:
@@ -54,10 +62,11 @@ protected:
         return libraries / name;
     }
 
-    /// What the host prints.
-    std::vector<std::string> Host(std::string const& arguments = "") const {
-        std::string const command =
-            "LD_LIBRARY_PATH='" + libraries.string() + "' '" LOADER_HOST "' " + arguments + " 2>&1";
+    std::vector<std::string> Host(std::string const& arguments = "") const { return Run(LOADER_HOST, arguments); }
+
+    /// What a program prints that uses these libraries.
+    std::vector<std::string> Run(std::string const& program, std::string const& arguments) const {
+        auto const command = "LD_LIBRARY_PATH='" + libraries.string() + "' '" + program + "' " + arguments + " 2>&1";
         std::unique_ptr<FILE, int (*)(FILE*)> const output(popen(command.c_str(), "r"), &pclose);
         if (!output) {
             ADD_FAILURE() << command;
@@ -67,12 +76,8 @@ protected:
         for (int c = std::fgetc(output.get()); c != EOF; c = std::fgetc(output.get())) {
             text += static_cast<char>(c);
         }
-        std::vector<std::string> lines;
         std::istringstream stream(text);
-        for (std::string line; std::getline(stream, line);) {
-            lines.push_back(line);
-        }
-        return lines;
+        return LinesOf(stream);
     }
 
     TemporaryDirectory directory;
@@ -177,6 +182,16 @@ TEST_F(PluginLoader, LetsPassWhatTheLogSinkThrows) {
     EXPECT_THAT(Host("--full-log"), ElementsAre("thrown: the log is full", And, Not, Or, Previous));
     EXPECT_THAT(Host("--full-log --remove '" + libraries.string() + "'"),
                 ElementsAre("thrown: the log is full", And, Not, Or, Previous));
+}
+
+TEST_F(PluginLoader, LetsAProgramUseThePluginOfTheExample) {
+    Plug(CROWD, "libqel_observable_crowd.so");
+    std::ifstream expected(EXAMPLE "/watch_crowd.output");
+    EXPECT_EQ(Run(WATCH_CROWD, ""), LinesOf(expected));
+}
+
+TEST_F(PluginLoader, LetsAProgramSeeThatThePluginOfTheExampleIsMissing) {
+    EXPECT_THAT(Run(WATCH_CROWD, ""), ElementsAre("The plug-in is not installed beside libqel_observable.so."));
 }
 
 }  // namespace
