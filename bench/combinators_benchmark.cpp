@@ -1,16 +1,6 @@
 // What And costs, over the axes along which rule sets grow, and beside it the plain program that one would write by
-// hand for the same condition: over arrays of numbers, into an array of numbers. Counters of every line:
-//
-//   ratio         time of And over the time of the plain program
-//   ratio_events  the same, when the plain program also makes the event objects that it reports
-//   ns_per_item   time per target, or per combinator
-//
-// Each is made of medians over all batches of frames.
-//
-// Frames are made before the clock runs and dropped, with what was reported, after it has stopped. Every frame is new,
-// so the time includes the frame's first look-up.
-
-#include <time.h>
+// hand for the same condition: over arrays of numbers, into an array of numbers. side_by_side.hpp says what the
+// counters are; an item is a target, or a combinator.
 
 #include <algorithm>
 #include <chrono>
@@ -23,6 +13,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench/side_by_side.hpp"
 #include "foundation/meta/data/object.hpp"
 #include "foundation/meta/data/observable.hpp"
 #include "foundation/meta/data/zone.hpp"
@@ -32,14 +23,13 @@
 
 namespace {
 
+using qel::bench::Items;
 using qel::meta::Meta;
 using qel::meta::Timestamp;
 using qel::meta::data::Event;
 using qel::meta::data::Object;
 using qel::meta::data::Zone;
 using qel::observable::And;
-
-using Items = std::vector<std::shared_ptr<qel::object::Object>>;
 
 // ---- The same frame twice: as arrays and as objects -----------------------------------------------------------------
 
@@ -142,79 +132,36 @@ private:
     std::map<std::uint64_t, unsigned int> ids;
 };
 
-/// The processor time of this thread, which a busy machine changes less than the time of day.
-double Now() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
+/// A benchmark's frames and programs, given as functions.
+template <class MakePlainFrame, class Rules, class Plain>
+class Contest {
+public:
+    using PlainFrame = ::PlainFrame;
+    using PlainReport = ::PlainReport;
 
-template <class Work>
-double SecondsOf(Work const& work) {
-    double const start = Now();
-    work();
-    return Now() - start;
-}
+    Contest(MakePlainFrame const& makePlainFrame, Rules const& rules, Plain const& plain)
+        : makePlainFrame(makePlainFrame), rules(rules), plain(plain) {}
 
-double Median(std::vector<double>& values) {
-    auto const middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
+    PlainFrame MakePlain(std::int64_t time) { return makePlainFrame(time); }
+    std::unique_ptr<Meta> MakeFrame(PlainFrame const& frame) { return maker.Make(frame); }
+    void Run(Meta const& frame, Items& reported) { rules(frame, reported); }
+    void RunPlain(PlainFrame const& frame, std::vector<PlainReport>& reports) { plain(frame, reports); }
+    Items MakeEvents(std::vector<PlainReport> const& reports) { return maker.Report(reports); }
+    bool Same(Items const& items, std::vector<PlainReport> const& reports) { return comparison.Same(items, reports); }
 
-/// Runs both programs over batches of frames that follow each other in time.
-template <class MakeFrame, class Rules, class Plain>
-void Compare(benchmark::State& state, std::size_t framesPerBatch, double itemsPerFrame, MakeFrame const& makeFrame,
-             Rules const& rules, Plain const& plain) {
+private:
+    MakePlainFrame const& makePlainFrame;
+    Rules const& rules;
+    Plain const& plain;
     FrameMaker maker;
     Comparison comparison;
-    std::vector<double> rulesTimes;
-    std::vector<double> plainTimes;
-    std::vector<double> plainWithEventsTimes;
-    std::int64_t time = 0;
-    for (auto _ : state) {
-        std::vector<PlainFrame> plainFrames;
-        std::vector<std::unique_ptr<Meta>> frames;
-        for (std::size_t number = 0; number < framesPerBatch; ++number) {
-            time += 40'000'000;
-            plainFrames.push_back(makeFrame(time));
-            frames.push_back(maker.Make(plainFrames.back()));
-        }
-        std::vector<Items> reported(framesPerBatch);
-        double const seconds = SecondsOf([&] {
-            for (std::size_t number = 0; number < framesPerBatch; ++number) {
-                rules(*frames[number], reported[number]);
-            }
-        });
-        std::vector<std::vector<PlainReport>> plainReported(framesPerBatch);
-        for (auto& each : plainReported) {
-            each.reserve(static_cast<std::size_t>(itemsPerFrame));
-        }
-        plainTimes.push_back(SecondsOf([&] {
-            for (std::size_t number = 0; number < framesPerBatch; ++number) {
-                plain(plainFrames[number], plainReported[number]);
-            }
-            benchmark::ClobberMemory();
-        }));
-        std::vector<Items> plainEvents(framesPerBatch);
-        plainWithEventsTimes.push_back(plainTimes.back() + SecondsOf([&] {
-                                           for (std::size_t number = 0; number < framesPerBatch; ++number) {
-                                               plainEvents[number] = maker.Report(plainReported[number]);
-                                           }
-                                       }));
-        for (std::size_t number = 0; number < framesPerBatch; ++number) {
-            if (!comparison.Same(reported[number], plainReported[number])) {
-                state.SkipWithError("And and the plain program do not report the same");
-                return;
-            }
-        }
-        rulesTimes.push_back(seconds);
-        state.SetIterationTime(seconds);
-    }
-    double const seconds = Median(rulesTimes);
-    state.counters["ratio"] = seconds / Median(plainTimes);
-    state.counters["ratio_events"] = seconds / Median(plainWithEventsTimes);
-    state.counters["ns_per_item"] = seconds * 1e9 / (itemsPerFrame * static_cast<double>(framesPerBatch));
+};
+
+template <class MakePlainFrame, class Rules, class Plain>
+void Compare(benchmark::State& state, std::size_t framesPerBatch, double itemsPerFrame,
+             MakePlainFrame const& makePlainFrame, Rules const& rules, Plain const& plain) {
+    Contest<MakePlainFrame, Rules, Plain> contest(makePlainFrame, rules, plain);
+    qel::bench::RunSideBySide(state, framesPerBatch, itemsPerFrame, contest);
 }
 
 // ---- One And per target ---------------------------------------------------------------------------------------------
