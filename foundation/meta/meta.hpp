@@ -76,14 +76,19 @@ public:
 
     Iterator() = default;
     Iterator(std::shared_ptr<detail::Contents const> contents, std::size_t count)
-        : contents(std::move(contents)), left(count) {}
+        : contents(std::move(contents)), count(count), left(count) {
+        FindRun();
+    }
 
-    reference operator*() const { return contents->At(position); }
+    reference operator*() const { return *item; }
     pointer operator->() const { return &**this; }
 
     Iterator& operator++() {
-        ++position;
+        ++item;
         --left;
+        if (item == runEnd) {
+            FindRun();
+        }
         return *this;
     }
     Iterator operator++(int) {
@@ -96,8 +101,19 @@ public:
     friend bool operator==(Iterator const& one, Iterator const& other) { return one.left == other.left; }
 
 private:
+    /// Items stand in memory in runs, and within one a step is an increment.
+    void FindRun() {
+        if (left > 0) {
+            auto const run = contents->RunFrom(count - left);
+            item = run.data();
+            runEnd = item + run.size();
+        }
+    }
+
     std::shared_ptr<detail::Contents const> contents;
-    std::size_t position = 0;
+    pointer item = nullptr;
+    pointer runEnd = nullptr;
+    std::size_t count = 0;
     std::size_t left = 0;
 };
 

@@ -1,5 +1,6 @@
 #include "foundation/meta/detail/chunk.hpp"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -13,6 +14,11 @@ namespace {
 constexpr std::size_t NoEntry = std::numeric_limits<std::size_t>::max();
 
 }  // namespace
+
+std::span<std::shared_ptr<object::Object> const> Chunk::RunFrom(std::size_t position) const {
+    auto const place = PlaceOf(position);
+    return {&blocks[place.block][place.offset], (FirstBlock << place.block) - place.offset};
+}
 
 void Chunk::Append(std::size_t count, std::shared_ptr<object::Object> item) {
     auto const place = PlaceOf(count);
@@ -107,6 +113,17 @@ std::shared_ptr<object::Object> const& Contents::AtInherited(std::size_t positio
         position -= part->count;
     }
     return part->chunk->At(position);
+}
+
+std::span<std::shared_ptr<object::Object> const> Contents::RunFrom(std::size_t position) const {
+    for (auto const& part : inherited) {
+        if (position < part.count) {
+            auto const run = part.chunk->RunFrom(position);
+            return run.first(std::min(run.size(), part.count - position));
+        }
+        position -= part.count;
+    }
+    return own.RunFrom(position);
 }
 
 }  // namespace qel::meta::detail

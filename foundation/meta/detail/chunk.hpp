@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <unordered_map>
 #include <vector>
 
@@ -32,6 +33,9 @@ public:
         auto const place = PlaceOf(position);
         return blocks[place.block][place.offset];
     }
+
+    /// The item and those that stand behind it in memory: as many as there is room for, whether they are there or not.
+    std::span<std::shared_ptr<object::Object> const> RunFrom(std::size_t position) const;
 
     /// Puts the item behind `count` others. Only the frame that owns the list calls this.
     void Append(std::size_t count, std::shared_ptr<object::Object> item);
@@ -98,6 +102,9 @@ struct QEL_FOUNDATION_EXPORT Contents {
         return position >= inheritedCount ? own.At(position - inheritedCount) : AtInherited(position);
     }
     std::shared_ptr<object::Object> const& AtInherited(std::size_t position) const;
+
+    /// The item and those that follow it in memory, no further than its list is shared.
+    std::span<std::shared_ptr<object::Object> const> RunFrom(std::size_t position) const;
 
     std::vector<Part> inherited;
     std::size_t inheritedCount = 0;
