@@ -336,6 +336,16 @@ TEST(GraphTest, AsksForTheInputsOfTheMomentWhenItRemoves) {
     EXPECT_EQ(TextOf(graph), "digraph G {\n2;\n1;\n}\n") << "a refusal does not rebuild the edges";
 }
 
+TEST(GraphTest, AnEdgeThatIsOutOfDateGoesWithTheInputThatIsRemoved) {
+    Graph graph;
+    auto const consumer = AddTo(graph, 1, {2});
+    auto const input = AddTo(graph, 2);
+    consumer->dependents = {};
+    graph.Remove(input);
+    EXPECT_EQ(TextOf(graph), "digraph G {\n1;\n}\n");
+    EXPECT_THAT(PathOf(graph), ElementsAre(1));
+}
+
 TEST(GraphTest, AMissingInputDoesNotKeepAnObservableFromBeingRemoved) {
     Graph graph;
     auto const observable = AddTo(graph, 1, {99});

@@ -118,6 +118,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Timeline{"AnIdThatComesBackLaterIsNew", "A . . A", "A A+! - A", "A - - A"},
                     Timeline{"AnIdThatComesBackInTheFrameOfItsFinalCopyIsNoDuplicateOfTheCopy", "A . A", "A A+! A",
                              "A - A"},
+                    Timeline{"TheFrameBeforeTheLastIsForgotten", "A B B A", "A BA+! B+ AB+!", "A B - A"},
                     Timeline{"EventsGoOnIndependently", "AB BC C .", "AB B+CA+! C+B+! C+!", "AB C - -"},
                     Timeline{"FinalCopiesComeInTheOrderOfTheFrameBefore", "CAB .", "CAB C+!A+!B+!", "CAB -"},
                     Timeline{"FinalCopiesComeBehindAllNewEvents", "A B", "A BA+!", "A B"},
@@ -253,6 +254,20 @@ TEST(NotifierTest, AnEventObjectThatIsReportedAgainIsADuplicateInBothFrames) {
     Meta const third(At(20));
     rules.notifier.Process(third);
     EXPECT_EQ(Letters(third), "A+!");
+}
+
+TEST(NotifierTest, ANewEventThatComesAsADuplicateIsToldOfAndStaysOne) {
+    RuleSet rules;
+    auto const rule = rules.Add("rule", 1);
+    auto const event = About('A');
+    event->SetDuplicate(true);
+    rule->Reports({event});
+    tests::LogCapture capture;
+    Meta const frame(At(0));
+    rules.notifier.Process(frame);
+    EXPECT_EQ(Letters(frame), "A+");
+    EXPECT_EQ(rules.Heard().size(), 1u);
+    EXPECT_THAT(capture.Take(), IsEmpty()) << "duplicates do not count, whoever marked them";
 }
 
 TEST(NotifierTest, AnIdMayBeContinuedByAnotherRule) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -94,6 +95,27 @@ TEST(NotifierThreadsTest, EveryMemberMayBeCalledWhileFramesAreProcessed) {
     for (auto const& each : brief) {
         EXPECT_TRUE(each.expired());
     }
+}
+
+TEST(NotifierThreadsTest, CallsBackAreRefusedAlsoWhileOtherThreadsWait) {
+    Notifier notifier;
+    std::size_t refused = 0;
+    auto const rule = std::make_shared<Scripted>("rule", [&](Meta const&) {
+        try {
+            notifier.SetEventRetriggerTime(std::chrono::milliseconds(0));
+        } catch (std::system_error const&) {
+            ++refused;
+        }
+        return Scripted::Output();
+    });
+    auto const added = notifier.AddObservable(rule);
+    constexpr int Threads = 4;
+    tests::RunTogether(Threads, [&](int) {
+        for (int round = 0; round < 10 * Rounds; ++round) {
+            notifier.Process(Meta(At(0)));
+        }
+    });
+    EXPECT_EQ(refused, Threads * 10u * Rounds);
 }
 
 TEST(NotifierThreadsTest, BindingsMayBeDroppedOnAnyThreadWhileTheNotifierEnds) {

@@ -489,6 +489,18 @@ TEST(RetriggerChangesTest, EventsThatBecomeEqualAreForgottenEachAtItsTime) {
     EXPECT_EQ(frames.Process(At(150), "X1"), "X1");
 }
 
+TEST(RetriggerChangesTest, AnEventThatHasLostItsRecordIsForgottenLikeOthers) {
+    Frames frames(milliseconds(100));
+    auto const first = Parse("X1");
+    frames.Process(At(0), {first});
+    EXPECT_EQ(frames.Process(At(50), "X1 X2"), "X2");
+    Set(*first, "1");
+    EXPECT_EQ(frames.Process(At(60), "X1 X2"), "X1");
+    EXPECT_EQ(frames.Process(At(100), "X1 X2"), ".") << "those of 50 and 60";
+    EXPECT_EQ(frames.Process(At(150), "X1 X2"), "X2");
+    EXPECT_EQ(frames.Process(At(160), "X1 X2"), "X1");
+}
+
 TEST(RetriggerChangesTest, AForgottenEventMayChangeAsItLikes) {
     Frames frames(milliseconds(100));
     auto const event = Parse("X1");
