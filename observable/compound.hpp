@@ -17,7 +17,8 @@ namespace qel::observable {
 /// the compound reports, under its own name and type: its metadata record in place of those of the members, and of
 /// several channel records the last.
 ///
-/// Members belong to no notifier. The last member always has the compound's name. What members throw passes through.
+/// Members belong to no notifier. The last member has the compound's name from
+/// `GetObservables()` and `Process` on. What members throw passes through.
 ///
 /// No locks: the notifier serialises the calls.
 class QEL_OBSERVABLE_EXPORT Compound : public Observable {

@@ -13,6 +13,7 @@
 
 #include "foundation/logging/logger.hpp"
 #include "foundation/type/pimpl.hpp"
+#include "observable/detail/refuse_null.hpp"
 
 namespace qel::observable {
 
@@ -23,13 +24,6 @@ struct Graph::Element {
 namespace {
 
 logging::Logger const logger("qel.observable.Graph");
-
-void RefuseNull(std::shared_ptr<Observable> const& observable, char const* call) {
-    if (!observable) {
-        throw std::invalid_argument(std::string(call) + ": the observable must not be null");
-    }
-}
-
 }  // namespace
 
 class Graph::Impl {
@@ -127,7 +121,7 @@ Graph::Graph(Graph&& other) noexcept = default;
 Graph::~Graph() = default;
 
 void Graph::Add(std::shared_ptr<Observable> observable) {
-    RefuseNull(observable, "Graph::Add");
+    detail::RefuseNull(observable, "Graph::Add");
     auto& state = type::Deref(impl);
     logger.Log(logging::Level::Info, "Updating graph with observable [%0%]", observable->GetId());
     if (state.HaveVertex(observable->GetId())) {
@@ -139,7 +133,7 @@ void Graph::Add(std::shared_ptr<Observable> observable) {
 }
 
 void Graph::Update(std::shared_ptr<Observable> observable) {
-    RefuseNull(observable, "Graph::Update");
+    detail::RefuseNull(observable, "Graph::Update");
     if (!HaveVertex(observable->GetId())) {
         throw std::runtime_error("Cannot update observable that has not been added");
     }
@@ -147,7 +141,7 @@ void Graph::Update(std::shared_ptr<Observable> observable) {
 }
 
 void Graph::Remove(std::shared_ptr<Observable> observable) {
-    RefuseNull(observable, "Graph::Remove");
+    detail::RefuseNull(observable, "Graph::Remove");
     unsigned int const id = observable->GetId();
     if (!HaveVertex(id)) {
         throw std::runtime_error("Cannot remove observable that has not been added");
@@ -168,6 +162,11 @@ void Graph::Remove(std::shared_ptr<Observable> observable) {
 bool Graph::HaveVertex(unsigned int id) const { return type::Deref(impl).HaveVertex(id); }
 
 std::size_t Graph::GetVertex(unsigned int id) const { return type::Deref(impl).GetVertex(id); }
+
+std::shared_ptr<Observable> const& Graph::GetObservable(unsigned int id) const {
+    auto const& state = type::Deref(impl);
+    return state.storage[state.GetVertex(id)].observable;
+}
 
 void Graph::UpdatePath() {
     auto& state = type::Deref(impl);

@@ -26,6 +26,8 @@ QEL_OBSERVABLE_EXPORT std::ostream& operator<<(std::ostream& stream, Graph const
 /// it was. Null observables are refused with `std::invalid_argument`. A graph that was moved from throws
 /// `std::logic_error` "Pimpl is null".
 ///
+/// What a log sink or an observable's `GetDependents()` throws passes through.
+///
 /// Takes no lock: one thread at a time.
 class QEL_OBSERVABLE_EXPORT Graph {
 public:
@@ -34,7 +36,7 @@ public:
     Graph& operator=(Graph&&) = delete;
     ~Graph();
 
-    /// Throws `std::runtime_error` "Observable already added" when the id is known.
+    /// Logs a line, then throws `std::runtime_error` "Observable already added" when the id is known.
     void Add(std::shared_ptr<Observable> observable);
     /// To be called when the inputs of an observable have changed. Throws `std::runtime_error` "Cannot update
     /// observable that has not been added" when the id is not known.
@@ -45,6 +47,9 @@ public:
     bool HaveVertex(unsigned int id) const;
     /// The place of an observable in the order of adding. Throws `std::runtime_error` "No vertex for observable: 7".
     std::size_t GetVertex(unsigned int id) const;
+    /// The first observable with this id in the order of adding. Throws what `GetVertex` throws. Valid until the next
+    /// change.
+    std::shared_ptr<Observable> const& GetObservable(unsigned int id) const;
 
     /// Asks every observable for its inputs and orders them anew.
     void UpdatePath();

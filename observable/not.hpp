@@ -21,7 +21,7 @@ namespace qel::observable {
 /// moves. The frame in which the input fires ends it; the next silence is a new event. Without an input it never
 /// reports. The event carries this observable's record and nothing else.
 ///
-/// Channel and input may be changed while another thread processes a frame.
+/// `Reset` forgets nothing. Channel and input may be changed while another thread processes a frame.
 class QEL_OBSERVABLE_EXPORT Not : public Observable {
 public:
     static constexpr char const* ClassTypeName = "qel.observable.Not";

@@ -16,6 +16,7 @@
 #include "foundation/meta/views.hpp"
 #include "foundation/type/binding/function.hpp"
 #include "observable/detail/event_list.hpp"
+#include "observable/detail/refuse_null.hpp"
 #include "observable/detail/retrigger_history.hpp"
 #include "observable/graph.hpp"
 #include "observable/log_observable.hpp"
@@ -23,12 +24,6 @@
 namespace qel::observable {
 
 namespace {
-
-void RefuseNull(std::shared_ptr<Observable> const& observable, char const* call) {
-    if (!observable) {
-        throw std::invalid_argument(std::string(call) + ": the observable must not be null");
-    }
-}
 
 /// A record of the frame's channel for the events of the frame: its id and its name only. Null when it has none.
 std::shared_ptr<meta::data::Channel const> CopyChannel(meta::Meta const& frame) {
@@ -125,7 +120,7 @@ private:
 };
 
 unsigned int Notifier::Impl::AddObservable(std::shared_ptr<Observable> observable) {
-    RefuseNull(observable, "Notifier::AddObservable");
+    detail::RefuseNull(observable, "Notifier::AddObservable");
     Operation const operation(*this);
     unbound.reserve(observables.size() + 1);  // so that unbinding needs no memory
     observables.push_back(observable);
@@ -135,10 +130,12 @@ unsigned int Notifier::Impl::AddObservable(std::shared_ptr<Observable> observabl
 }
 
 void Notifier::Impl::RemoveObservable(std::shared_ptr<Observable> const& observable) {
-    RefuseNull(observable, "Notifier::RemoveObservable");
-    std::vector<std::shared_ptr<Observable>> path;  // whoever is removed by its id is released without the lock
+    detail::RefuseNull(observable, "Notifier::RemoveObservable");
+    std::shared_ptr<Observable> removed;  // the one with the same id; released without the lock
     Operation const operation(*this);
-    path = graph.GetPath();
+    if (graph.HaveVertex(observable->GetId())) {
+        removed = graph.GetObservable(observable->GetId());
+    }
     graph.Remove(observable);
 }
 
@@ -155,7 +152,7 @@ void Notifier::Impl::RemoveObservableId(unsigned int id) {
 }
 
 void Notifier::Impl::ObservableChanged(std::shared_ptr<Observable> const& observable) {
-    RefuseNull(observable, "Notifier::ObservableChanged");
+    detail::RefuseNull(observable, "Notifier::ObservableChanged");
     Operation const operation(*this);
     graph.Update(observable);
 }
@@ -258,27 +255,42 @@ Notifier::Notifier() : impl(std::make_shared<Impl>()) {}
 
 Notifier::~Notifier() = default;
 
+// Each keeps the implementation: an observable or a subscriber may destroy the notifier from inside the call.
+
 type::Binding Notifier::AddObservable(std::shared_ptr<Observable> observable) {
-    auto unbind = type::binding::function::MakeUnbind(impl);
-    unsigned int const id = impl->AddObservable(std::move(observable));
+    auto const kept = impl;
+    auto unbind = type::binding::function::MakeUnbind(kept);
+    unsigned int const id = kept->AddObservable(std::move(observable));
     return {std::move(unbind), id};
 }
 
-void Notifier::RemoveObservable(std::shared_ptr<Observable> observable) { impl->RemoveObservable(observable); }
+void Notifier::RemoveObservable(std::shared_ptr<Observable> observable) {
+    auto const kept = impl;
+    kept->RemoveObservable(observable);
+}
 
-void Notifier::RemoveObservableId(unsigned int id) { impl->RemoveObservableId(id); }
+void Notifier::RemoveObservableId(unsigned int id) {
+    auto const kept = impl;
+    kept->RemoveObservableId(id);
+}
 
-void Notifier::ObservableChanged(std::shared_ptr<Observable> observable) { impl->ObservableChanged(observable); }
+void Notifier::ObservableChanged(std::shared_ptr<Observable> observable) {
+    auto const kept = impl;
+    kept->ObservableChanged(observable);
+}
 
 std::vector<std::shared_ptr<Observable>> const& Notifier::GetObservables() const { return impl->GetObservables(); }
 
 void Notifier::SetEventRetriggerTime(std::chrono::milliseconds time) { impl->SetEventRetriggerTime(time); }
 
-void Notifier::Process(meta::Meta const& frame) { impl->Process(frame); }
+void Notifier::Process(meta::Meta const& frame) {
+    auto const kept = impl;
+    kept->Process(frame);
+}
 
 std::vector<std::shared_ptr<object::Object>> GenerateMeta(meta::Meta const& frame,
                                                           std::shared_ptr<Observable> const& observable) {
-    RefuseNull(observable, "GenerateMeta");
+    detail::RefuseNull(observable, "GenerateMeta");
     return observable->Generate(frame);
 }
 

@@ -18,12 +18,18 @@ namespace qel::observable {
 /// the frame before is marked as a duplicate; one of an observable that does not trigger actions is marked as internal,
 /// is seen by the observables behind it and leaves the frame at the end. A new event that triggers actions is dropped
 /// when the same observable has reported the same set of tracked objects within the retrigger time; otherwise the
-/// observable's subscribers hear of it. Every event that was there in the frame before and is missing now is closed by
-/// one final copy.
+/// observable's subscribers hear of it. Events that carry no channel record get one with the id and the name of the
+/// frame's first. Every event that was there in the frame before and is missing now is closed by one final copy. The
+/// new events of each observable are counted in a log line.
 ///
-/// Every member may be called from any thread; one mutex is held for the whole of each, so observables and subscribers
-/// run on the caller's thread with it held. A call of theirs back into the same notifier throws `std::system_error`
-/// (`resource_deadlock_would_occur`). Null observables are refused with `std::invalid_argument`.
+/// Every member may be called from any thread; one mutex is held for the whole of each, so observables, subscribers,
+/// augmented-meta callbacks and log sinks run on the caller's thread with it held. A call of theirs back into the same
+/// notifier throws `std::system_error` (`resource_deadlock_would_occur`); they may destroy it, and the call goes on to
+/// its end. Null observables are refused with `std::invalid_argument`.
+///
+/// The notifier's mutex comes before an observable's lock, and that before the one of all notifications. So nobody
+/// calls a notifier while holding `Observable::GetLock()`, and no subscriber or augmented-meta callback calls, or drops
+/// a handle of, a notifier that another thread may be running.
 class QEL_OBSERVABLE_EXPORT Notifier {
 public:
     Notifier();
@@ -31,10 +37,10 @@ public:
     Notifier& operator=(Notifier const&) = delete;
     ~Notifier();
 
-    /// Adds an observable to the rule set; throws what `Graph::Add` throws. The notifier owns it until the returned
-    /// handle is destroyed, which may happen on any thread (inside a pass it takes effect at the pass's end) and after
-    /// the notifier's end, and until it is removed, for which the handle does nothing. After a failure the notifier
-    /// owns it.
+    /// Adds an observable to the rule set; throws what `Graph::Add` throws. Two owners keep the observable: the
+    /// notifier until the returned handle is destroyed (and for good when the call fails), and the rule set until it is
+    /// removed from that. Dropping the handle takes nothing out of the rule set. It may happen on any thread, inside a
+    /// pass, at whose end it takes effect, and after the notifier's end.
     type::Binding AddObservable(std::shared_ptr<Observable> observable);
     /// Takes an observable out of the rule set; throws what `Graph::Remove` throws.
     void RemoveObservable(std::shared_ptr<Observable> observable);
@@ -47,14 +53,16 @@ public:
     /// The observables in the order in which a frame visits them. Valid until the rule set changes.
     std::vector<std::shared_ptr<Observable>> const& GetObservables() const;
 
-    /// How long after an event a new one of the same observable about the same objects is dropped; 0 at first, which
-    /// still drops a repetition within one frame.
+    /// How long after an event a new one of the same observable about the same objects is dropped; holds from the next
+    /// frame on, also for the events before. Zero, as at first, and less still drop a repetition within one frame;
+    /// `milliseconds::max()` is for ever.
     void SetEventRetriggerTime(std::chrono::milliseconds time);
 
     /// Runs the rule set over a frame, appending events to it and removing internal ones. What an observable, a
-    /// subscriber or the frame throws passes through; the frame keeps what was appended, and the notifier takes the
-    /// next frame as if this one had not been, except that new events of this one may count as occurred within the
-    /// retrigger time.
+    /// subscriber, an augmented-meta callback, a log sink or the frame throws passes through, and `std::bad_weak_ptr`
+    /// for a new event that no `std::shared_ptr` owns. The frame then keeps what was appended, and the notifier takes
+    /// the next frame as if this one had not been, except that new events of this one may count as occurred within the
+    /// retrigger time, and that those which had left it stay away.
     void Process(meta::Meta const& frame);
 
 private:
@@ -63,7 +71,7 @@ private:
     std::shared_ptr<Impl> const impl;
 };
 
-/// What the observable, which is not null, reports for the frame.
+/// What the observable reports for the frame. Throws `std::invalid_argument` for a null observable.
 QEL_OBSERVABLE_EXPORT std::vector<std::shared_ptr<object::Object>> GenerateMeta(
     meta::Meta const& frame, std::shared_ptr<Observable> const& observable);
 

@@ -40,8 +40,8 @@ using InputNames = std::span<std::string_view const>;
 ///
 /// Observables may be made on any thread. Subscribing and notifying may be done from any thread; name, flag, id and the
 /// metadata record are neither locked nor atomic: threads that change and read them at the same time hold `GetLock()`.
-/// A notifier reads them without it, so those of its observables are changed between its frames. `Notify` must not be
-/// called while holding `GetLock()`.
+/// A notifier reads them without it, so those of its observables are changed between its frames. While holding
+/// `GetLock()`, nobody notifies, calls a notifier, or adds or drops an augmented-meta callback.
 class QEL_OBSERVABLE_EXPORT Observable : public std::enable_shared_from_this<Observable> {
 public:
     using Callback = std::function<void(std::shared_ptr<meta::data::Event>)>;
@@ -56,7 +56,7 @@ public:
 
     // The order of the virtual members is part of the interface that plug-ins are built against.
 
-    /// Forgets what was remembered of earlier frames.
+    /// Forgets what was remembered of earlier frames, where the class has something to forget on demand.
     virtual void Reset();
     /// The ids of the observables whose events this one reads; a rule graph orders its observables by them.
     virtual std::vector<unsigned int> GetDependents() const;

@@ -25,8 +25,7 @@ namespace qel::observable {
 /// A change of the mode while running changes nothing of what is remembered; a change of the interval holds from the
 /// next frame on. Without an input nothing new is remembered. When a frame fails, it is as if it had not been.
 ///
-/// No locks: whoever changes a setting while another thread processes a frame holds the observable's lock, and so does
-/// that thread.
+/// `Reset` forgets nothing. Settings must not be changed while another thread processes a frame.
 class QEL_OBSERVABLE_EXPORT Previous : public Observable {
 public:
     static constexpr char const* ClassTypeName = "qel.observable.Previous";

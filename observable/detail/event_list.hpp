@@ -1,17 +1,16 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "foundation/meta/data/event.hpp"
-#include "foundation/object/object.hpp"
 
 namespace qel::observable::detail {
 
 /// The events of one frame in their order, asked whether one with a given id is among them. The answer is what a walk
-/// over the list would give at that moment; its cost does not grow with the list.
+/// over the list would give at that moment. The first question after a change of the list sorts it; the others cost
+/// little.
 class EventList {
 public:
     void Add(std::shared_ptr<meta::data::Event const> event);

@@ -605,5 +605,127 @@ TEST_F(NotifierDroppedBindingTest, OfAnotherThreadWaitForTheEndOfThePass) {
     EXPECT_TRUE(owned.expired());
 }
 
+/// What a destructor does with a notifier, and what somebody inside a pass does to it.
+class LastWill : public Scripted {
+public:
+    LastWill(unsigned int id, std::function<void()> will) : will(std::move(will)) { SetId(id); }
+    ~LastWill() override { will(); }
+
+private:
+    std::function<void()> will;
+};
+
+class NotifierEndsTest : public testing::Test {
+protected:
+    /// Adds a rule that only the graph keeps, and that uses the notifier when it goes.
+    void AddWill() {
+        notifier
+            .AddObservable(std::make_shared<LastWill>(1,
+                                                      [this] {
+                                                          notifier.SetEventRetriggerTime(milliseconds(1));
+                                                          ++wills;
+                                                      }))
+            .Reset();
+    }
+
+    Notifier notifier;
+    int wills = 0;
+};
+
+TEST_F(NotifierEndsTest, ARuleRemovedByItsIdMayUseTheNotifierThoughACycleKeepsThePathEmpty) {
+    AddWill();
+    auto const cyclic = std::make_shared<Scripted>();
+    cyclic->SetId(2);
+    auto const binding = notifier.AddObservable(cyclic);
+    cyclic->dependents = {2};
+    EXPECT_THROW(notifier.ObservableChanged(cyclic), std::runtime_error);
+    ASSERT_THAT(notifier.GetObservables(), IsEmpty());
+
+    auto const sameId = std::make_shared<Scripted>();
+    sameId->SetId(1);
+    EXPECT_THAT([&] { notifier.RemoveObservable(sameId); },
+                ThrowsMessage<std::runtime_error>("A cycle within the rule was detected"));
+    EXPECT_EQ(wills, 1);
+
+    EXPECT_THROW(AddWill(), std::runtime_error);
+    EXPECT_EQ(wills, 1) << "after the failure the notifier owns it";
+    cyclic->dependents = {};
+    notifier.ObservableChanged(cyclic);
+    EXPECT_EQ(notifier.GetObservables().size(), 2u);
+}
+
+TEST(NotifierEndTest, MayComeFromASubscriberInsideItsPass) {
+    auto notifier = std::make_unique<Notifier>();
+    auto rule = std::make_shared<Scripted>("rule", [](Meta const&) { return Items{About(7)}; });
+    std::weak_ptr<Scripted> const weak = rule;
+    auto const heard = rule->Bind([&](auto const&) { notifier.reset(); });
+    auto const binding = notifier->AddObservable(std::move(rule));
+    Meta const frame(At(0));
+    notifier->Process(frame);
+    EXPECT_EQ(tests::Items(frame).size(), 1u);
+    EXPECT_EQ(notifier, nullptr);
+    EXPECT_TRUE(weak.expired());
+}
+
+TEST(NotifierEndTest, MayComeFromARuleInsideItsPass) {
+    auto notifier = std::make_unique<Notifier>();
+    auto const binding = notifier->AddObservable(std::make_shared<Scripted>("rule", [&](Meta const&) {
+        notifier.reset();
+        return Items{About(7)};
+    }));
+    Meta const frame(At(0));
+    notifier->Process(frame);
+    EXPECT_EQ(tests::Items(frame).size(), 1u);
+}
+
+TEST(NotifierInputsTest, ThatCannotBeAskedForLeaveTheRuleSetAsItWas) {
+    class Mute : public Scripted {
+    public:
+        std::vector<unsigned int> GetDependents() const override {
+            if (fails) {
+                Fail();
+            }
+            return {};
+        }
+        bool fails = false;
+    };
+    Notifier notifier;
+    auto const first = std::make_shared<Scripted>();
+    auto const mute = std::make_shared<Mute>();
+    auto const firstBinding = notifier.AddObservable(first);
+    auto const muteBinding = notifier.AddObservable(mute);
+    mute->fails = true;
+    auto const other = std::make_shared<Scripted>();
+    std::weak_ptr<Scripted> owned;
+    {
+        auto const refused = std::make_shared<Scripted>();
+        owned = refused;
+        EXPECT_THROW(static_cast<void>(notifier.AddObservable(refused)), std::domain_error);
+    }
+    EXPECT_FALSE(owned.expired()) << "after a failure the notifier owns it";
+    EXPECT_THROW(notifier.ObservableChanged(first), std::domain_error);
+    EXPECT_THROW(notifier.RemoveObservable(first), std::domain_error);
+    EXPECT_THROW(notifier.RemoveObservableId(first->GetId()), std::domain_error);
+    EXPECT_THAT(notifier.GetObservables(), ElementsAre(first, mute));
+    mute->fails = false;
+    auto const otherBinding = notifier.AddObservable(other);
+    EXPECT_THAT(notifier.GetObservables(), ElementsAre(first, mute, other));
+}
+
+TEST(NotifierAddTest, ALogSinkThatThrowsLeavesTheRuleSetAsItWas) {
+    Notifier notifier;
+    auto const first = std::make_shared<Scripted>();
+    auto const firstBinding = notifier.AddObservable(first);
+    auto const second = std::make_shared<Scripted>();
+    {
+        tests::LogCapture const log([](std::string const&) { Fail(); });
+        EXPECT_THROW(static_cast<void>(notifier.AddObservable(second)), std::domain_error);
+    }
+    EXPECT_THAT(notifier.GetObservables(), ElementsAre(first));
+    EXPECT_EQ(second.use_count(), 2) << "the notifier owns it";
+    auto const secondBinding = notifier.AddObservable(second);
+    EXPECT_THAT(notifier.GetObservables(), ElementsAre(first, second));
+}
+
 }  // namespace
 }  // namespace qel::observable
