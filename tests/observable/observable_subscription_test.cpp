@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -65,6 +66,31 @@ protected:
             auto const augmenting = Observable::AddAugmentedMetaCallback([] { return nullptr; });
             Scripted().Notify(AnEvent());
         }).join();
+    }
+
+    /// Whether a thread that adds an augmented-meta callback during a notification has to wait for its end.
+    bool AugmentingWaits() {
+        std::atomic<bool> asking = false;
+        std::atomic<bool> over = false;
+        bool waited = false;
+        std::thread other;
+        auto const a = observable->Bind([&](EventPointer const&) {
+            other = std::thread([&] {
+                asking = true;
+                auto const augmenting = Observable::AddAugmentedMetaCallback([] { return nullptr; });
+                waited = over;
+            });
+            while (!asking) {
+                std::this_thread::yield();
+            }
+            for (int i = 0; i < 1000; ++i) {  // time enough for the other to come through, were it not locked
+                std::this_thread::yield();
+            }
+            over = true;
+        });
+        observable->Notify(AnEvent());
+        other.join();
+        return waited;
     }
 
     std::vector<std::string> calls;
@@ -356,6 +382,22 @@ TEST_F(ObservableSubscription, NotifyHoldsTheLock) {
     observable->Notify(AnEvent());
     EXPECT_FALSE(free);
     EXPECT_TRUE(IsFree(mutex));
+}
+
+TEST_F(ObservableSubscription, NotifyHoldsTheLockOfTheAugmentedMetaToItsEnd) { EXPECT_TRUE(AugmentingWaits()); }
+
+TEST_F(ObservableSubscription, NotifyHoldsTheLocksAgainAfterAnException) {
+    {
+        auto const thrower = observable->Bind([](EventPointer const&) { throw std::runtime_error("no room"); });
+        EXPECT_THROW(observable->Notify(AnEvent()), std::runtime_error);
+    }
+    EXPECT_TRUE(AugmentingWaits());
+}
+
+TEST_F(ObservableSubscription, NotifyHoldsTheLocksAfterAnInnerNotificationHasEnded) {
+    Scripted const other;
+    auto const inner = observable->Bind([&](EventPointer const& event) { other.Notify(event); });
+    EXPECT_TRUE(AugmentingWaits());
 }
 
 // A subscriber changes the subscriptions

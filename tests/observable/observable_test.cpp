@@ -297,6 +297,12 @@ TEST_F(ObservableText, HasTheTypeNameWithoutQuotationMarks) {
     EXPECT_EQ(Print(observable), "{\"typename\":qel.tests.Scripted,\"id\":3}");
 }
 
+TEST_F(ObservableText, NamesTheTypeOfABuiltInObservable) {
+    auto const conjunction = Observable::Make(MurmurThree32::MakeData("qel.observable.And"));
+    conjunction->SetId(3);
+    EXPECT_EQ(Print(*conjunction), "{\"typename\":qel.observable.And,\"id\":3}");
+}
+
 TEST_F(ObservableText, HasTheIdInDecimalWhateverTheNumberFormatOfTheStream) {
     struct Thousands : std::numpunct<char> {
         std::string do_grouping() const override { return "\3"; }
