@@ -5,6 +5,7 @@
 
 #include "host/command/action.hpp"
 #include "host/command/load_rules.hpp"
+#include "host/events/progress.hpp"
 #include "host/failure.hpp"
 #include "host/system/output.hpp"
 
@@ -17,10 +18,6 @@ struct Options {
     std::string plugins;
 };
 
-std::string Count(std::size_t count, char const* what) {
-    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
-}
-
 int Check(Options const& options) {
     TypeCatalogue::LoadPlugins(options.plugins);
     TypeCatalogue const types;
@@ -30,7 +27,7 @@ int Check(Options const& options) {
     }
     Output output("-");
     output.Write(fmt::format("{}: {} and {}, no mistake\n", NameOfInput(options.rules),
-                             Count(file->rules.size(), "rule"), Count(file->zones.size(), "zone")));
+                             Plural(file->rules.size(), "rule"), Plural(file->zones.size(), "zone")));
     output.Flush();
     return Success;
 }

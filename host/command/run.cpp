@@ -195,8 +195,8 @@ void Run::Deliver() {
 void Run::Summarise() {
     auto const& counts = evaluation.GetCounts();
     Tell("qel: " + DescribeSpeed(counts, log.GetCount(), progress.GetSeconds()));
-    Tell(fmt::format("qel: {} times repeated, {} times backwards, {} {} skipped", counts.repeated, counts.backwards,
-                     skipsUnreadable ? unreadable : 0, "lines"));
+    Tell(fmt::format("qel: {} repeated, {} backwards, {} skipped", Plural(counts.repeated, "time"),
+                     Plural(counts.backwards, "time"), Plural(skipsUnreadable ? unreadable : 0, "line")));
 }
 
 int RunRules(Options const& options) {

@@ -13,11 +13,11 @@ namespace {
 
 constexpr std::chrono::milliseconds BetweenUpdates{200};
 
+}  // namespace
+
 std::string Plural(std::uint64_t count, char const* what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
-
-}  // namespace
 
 Progress::Progress() : isTerminal(isatty(STDERR_FILENO) == 1) {}
 

@@ -30,6 +30,9 @@ private:
     Clock::time_point shown = start;
 };
 
+/// "1 frame", "2 frames"
+std::string Plural(std::uint64_t count, char const* what);
+
 /// "1000 frames of 1 channel in 0.35 s (2857 frames/s, 114.3 x real time), 17 events"
 std::string DescribeSpeed(Counts const& counts, std::uint64_t events, double seconds);
 

@@ -11,14 +11,12 @@ namespace qel::host::json {
 
 namespace {
 
-Place PlaceOf(std::string_view source, std::size_t offset) {
-    std::string_view const before = source.substr(0, offset);
-    std::size_t const lineStart = before.rfind('\n') + 1;  // npos + 1 is 0
-    auto const startsCharacter = [](char each) { return (static_cast<unsigned char>(each) & 0xC0) != 0x80; };
-    return {static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')) + 1,
-            static_cast<std::size_t>(
-                std::count_if(before.begin() + static_cast<std::ptrdiff_t>(lineStart), before.end(), startsCharacter)) +
-                1};
+std::vector<std::size_t> LineStartsOf(std::string_view source) {
+    std::vector<std::size_t> starts{0};
+    for (std::size_t at = source.find('\n'); at != std::string_view::npos; at = source.find('\n', at + 1)) {
+        starts.push_back(at + 1);
+    }
+    return starts;
 }
 
 /// Where the parser stands in the source. The parser tells what it has read, not where that stood; so this follows the
@@ -191,6 +189,7 @@ Document::Document(std::string text) : source(std::move(text)) {
     if (source.starts_with("\xEF\xBB\xBF")) {
         source.erase(0, 3);
     }
+    lineStarts = LineStartsOf(source);
     Position position;
     Builder builder(root, source, position);
     char const* const begin = source.data();
@@ -200,7 +199,14 @@ Document::Document(std::string text) : source(std::move(text)) {
     }
 }
 
-Place Document::GetPlace(std::size_t offset) const { return PlaceOf(source, offset); }
+Place Document::GetPlace(std::size_t offset) const {
+    auto const next = std::upper_bound(lineStarts.begin(), lineStarts.end(), offset);
+    std::size_t const lineStart = *std::prev(next);
+    auto const before = std::string_view(source).substr(lineStart, offset - lineStart);
+    auto const startsCharacter = [](char each) { return (static_cast<unsigned char>(each) & 0xC0) != 0x80; };
+    return {static_cast<std::size_t>(next - lineStarts.begin()),
+            static_cast<std::size_t>(std::count_if(before.begin(), before.end(), startsCharacter)) + 1};
+}
 
 std::string_view Document::GetSource(Value const& value) const {
     return std::string_view(source).substr(value.begin, value.end - value.begin);

@@ -66,6 +66,7 @@ public:
 
 private:
     std::string source;
+    std::vector<std::size_t> lineStarts;
     Value root;
 };
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <simdjson.h>
 
 namespace qel::host {
 
@@ -11,7 +12,23 @@ namespace {
 
 constexpr std::size_t LongestValue = 80;
 
-bool IsSpace(char character) { return std::string_view(" \t\r\n\f\v").find(character) != std::string_view::npos; }
+std::size_t LengthOfCharacter(char first) {
+    auto const byte = static_cast<unsigned char>(first);
+    return byte < 0xC0 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
+}
+
+bool IsAscii(std::string_view character) { return static_cast<unsigned char>(character.front()) < 0x80; }
+
+bool IsSpace(std::string_view character) {
+    return std::string_view(" \t\r\n\f\v").find(character.front()) != std::string_view::npos;
+}
+
+/// Those of ASCII, and U+0080 to U+009F.
+bool IsControl(std::string_view character) {
+    auto const first = static_cast<unsigned char>(character.front());
+    return first < 0x20 || first == 0x7F ||
+           (first == 0xC2 && character.size() > 1 && static_cast<unsigned char>(character[1]) < 0xA0);
+}
 
 /// How many characters must be changed, added, dropped or exchanged with their neighbour to turn one into the other.
 std::size_t Distance(std::string_view from, std::string_view to) {
@@ -61,19 +78,24 @@ std::string Describe(Mistake const& mistake) {
 }
 
 std::string Excerpt(std::string_view text) {
+    bool const isUtf8 = simdjson::validate_utf8(text.data(), text.size());
     std::string excerpt;
     std::size_t characters = 0;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        auto const byte = static_cast<unsigned char>(text[at]);
-        bool const startsCharacter = (byte & 0xC0) != 0x80;
-        bool const repeatedSpace = IsSpace(text[at]) && !excerpt.empty() && excerpt.back() == ' ';
-        if (repeatedSpace) {
-            continue;
+    for (std::size_t at = 0; at < text.size();) {
+        std::string_view character = text.substr(at, isUtf8 ? LengthOfCharacter(text[at]) : 1);
+        at += character.size();
+        if (IsSpace(character)) {
+            if (!excerpt.empty() && excerpt.back() == ' ') {
+                continue;
+            }
+            character = " ";
+        } else if (IsControl(character) || (!isUtf8 && !IsAscii(character))) {
+            character = "?";
         }
-        if (startsCharacter && ++characters > LongestValue) {
+        if (++characters > LongestValue) {
             return excerpt + "...";
         }
-        excerpt += IsSpace(text[at]) ? ' ' : byte < 0x20 || byte == 0x7F ? '?' : text[at];
+        excerpt += character;
     }
     return excerpt;
 }

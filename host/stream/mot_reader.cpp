@@ -162,7 +162,7 @@ void MotReader::Parse(std::string_view text, Line& line) const {
                                  "a whole number from 1 to the last frame before 2262-04-11");
             }
             line.frame = static_cast<std::uint64_t>(*number);
-            if (line.frame > current + LargestGap) {
+            if (line.frame > current + 1 + LargestGap) {
                 throw Unreadable("frame", column, fmt::format("too far behind frame {}", current),
                                  fmt::format("gaps of up to {} frames", LargestGap));
             }
