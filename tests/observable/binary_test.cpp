@@ -463,6 +463,25 @@ TYPED_TEST(BinaryTest, AFrameThatFailsForLackOfMemoryLeavesAllEventsAsTheyWere) 
     }
 }
 
+TYPED_TEST(BinaryTest, AFrameThatFailsForLackOfMemoryBeginsNoEvent) {
+    Event::Objects const objects{Person(1), Person(2), Zone(8)};
+    for (bool const constrained : {false, true}) {
+        std::size_t failures = 0;
+        for (;; ++failures) {
+            auto rule = Kind<TypeParam>::Make("a name that does not fit into a short string", A, B);
+            rule.SetConstrainTarget(constrained);
+            auto const frame = Frame({From(A, objects), From(B, objects)}, 10);
+            if (!tests::FailsForLackOfMemory(failures, [&] { rule.Process(*frame); })) {
+                break;
+            }
+            for (auto const& item : rule.Process(*Frame({From(A, objects), From(B, objects)}, 20))) {
+                EXPECT_EQ(EventOf(item).GetStart(), At(20));
+            }
+        }
+        EXPECT_GT(failures, 5u);
+    }
+}
+
 // ---- Settings -------------------------------------------------------------------------------------------------------
 
 TYPED_TEST(BinaryTest, Defaults) {

@@ -50,8 +50,8 @@ TEST(AddEventBufferZonesToList, AllZonesOfEveryEventThatHoldsTheTargetAreAdded) 
 }
 
 TEST(AddEventBufferZonesToList, EventsThatDoNotHoldTheTargetContributeNothing) {
-    EXPECT_THAT(Gather({Holding({Person(Target - 1), Zone(1)}), Holding({Zone(2)}), Holding({Person(Target), Zone(3)}),
-                        Holding({})}),
+    EXPECT_THAT(Gather({Holding({Person(Target - 1), Zone(1)}), Holding({Person(Target + 1), Zone(4)}),
+                        Holding({Zone(2)}), Holding({Person(Target), Zone(3)}), Holding({})}),
                 ElementsAre(3u));
 }
 
