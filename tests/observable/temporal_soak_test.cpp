@@ -1,4 +1,5 @@
-// A million objects come and go, a few at a time, and what the rules remember of them stays what a few frames need.
+// A million objects (OBJECTS) come and go, a few at a time, and what the rules remember of them stays what a few frames
+// need.
 
 #include <algorithm>
 #include <chrono>
@@ -31,7 +32,7 @@ constexpr unsigned int Source = 7;
 constexpr unsigned int Lookback = 70;
 constexpr std::int64_t FrameTime = 40;  // milliseconds
 constexpr std::size_t PerFrame = 50;    // new objects
-constexpr std::size_t Frames = 20'000;
+constexpr std::size_t Frames = OBJECTS / PerFrame;
 
 /// A tracked object that knows how many of its kind there are.
 class Counted : public meta::data::Object {
@@ -150,7 +151,7 @@ void Soak(std::shared_ptr<Observable> const& rule, std::size_t lifetime, std::si
           std::size_t eventsPerFrame) {
     Counted::made = 0;
     auto const use = Run(rule, lifetime);
-    EXPECT_EQ(Counted::made, 1'000'000u);
+    EXPECT_EQ(Counted::made, std::size_t{OBJECTS});
     EXPECT_EQ(use.leastObjects, objects);
     EXPECT_EQ(use.mostObjects, objects);
     // Blocks of one size are now and then a little larger than they have to be.
