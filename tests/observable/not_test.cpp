@@ -382,8 +382,9 @@ TEST(NotSettings, ItsPrintFormIsThatOfAnyObservableBehindAWordAndWithoutTheLastB
 
 // ---- Threads and failures -------------------------------------------------------------------------------------------
 
+constexpr int Rounds = 2000;
+
 TEST(NotThreads, SettingsMayBeChangedAndReadWhileFramesAreProcessed) {
-    constexpr int Rounds = 2000;
     Not rule("gate empty", 0, Input);
     std::size_t mostReported = 0;
     std::uint32_t lastInput = Input;
