@@ -19,11 +19,11 @@ public:
         return elapsed.nanoseconds <=> Wide(interval.count()) * NanosecondsPerMillisecond;
     }
     friend constexpr bool operator==(Elapsed elapsed, std::chrono::milliseconds interval) {
-        return elapsed <=> interval == 0;
+        return std::is_eq(elapsed <=> interval);
     }
 
 private:
-    __extension__ typedef __int128 Wide;
+    __extension__ using Wide = __int128;
 
     static constexpr int NanosecondsPerMillisecond = 1'000'000;
 

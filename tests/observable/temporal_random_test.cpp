@@ -43,7 +43,7 @@ using Objects = Event::Objects;
 
 // ---- The models -----------------------------------------------------------------------------------------------------
 
-__extension__ typedef __int128 Wide;
+__extension__ using Wide = __int128;
 
 Wide Between(Timestamp then, Timestamp now) {
     return Wide(now.time_since_epoch().count()) - Wide(then.time_since_epoch().count());
