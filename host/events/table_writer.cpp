@@ -24,15 +24,17 @@ void TableWriter::Write(EventChange const& change) {
     }
     std::string objects;
     for (meta::data::Object const& object : meta::ObjectsOf(change.event)) {
-        objects += fmt::format("{}{}", objects.empty() ? "" : ", ", object.GetId());
+        objects += objects.empty() ? "" : ", ";
+        objects += fmt::format("{}", object.GetId());
         if (!object.GetClassification().empty()) {
-            objects += " " + Excerpt(object.GetClassification());
+            objects += ' ';
+            objects += Excerpt(object.GetClassification());
         }
     }
     std::string zones;
     for (meta::data::Zone const& zone : meta::ItemsOf<meta::data::Zone>(change.event)) {
-        zones += (zones.empty() ? "" : ", ") +
-                 (zone.GetName().empty() ? fmt::format("{}", zone.GetId()) : Excerpt(zone.GetName()));
+        zones += zones.empty() ? "" : ", ";
+        zones += zone.GetName().empty() ? fmt::format("{}", zone.GetId()) : Excerpt(zone.GetName());
     }
     output.Write(fmt::format(Row, FormatTimestamp(change.time), change.channel, change.number, NameOf(change.phase),
                              Excerpt(change.rule), objects, zones));

@@ -100,7 +100,7 @@ ObservableType const* TypeCatalogue::Find(std::string_view name) const {
 }
 
 std::string TypeCatalogue::FindNearest(std::string_view name) const {
-    std::string const lastPart = "." + std::string(name.substr(name.rfind('.') + 1));
+    std::string const lastPart = fmt::format(".{}", name.substr(name.rfind('.') + 1));
     std::vector<std::string> names;
     for (auto const& type : types) {
         if (type.name.ends_with(lastPart)) {
