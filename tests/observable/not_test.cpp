@@ -406,7 +406,8 @@ TEST(NotThreads, SettingsMayBeChangedAndReadWhileFramesAreProcessed) {
             } else {
                 auto const dependents = rule.GetDependents();
                 EXPECT_TRUE(dependents.empty() || dependents == std::vector<unsigned int>{Input});
-                EXPECT_TRUE(rule.GetInput() == Input || rule.GetInput() == UnsetId);
+                auto const input = rule.GetInput();
+                EXPECT_TRUE(input == Input || input == UnsetId);
                 EXPECT_LT(rule.GetChannel(), 100);
             }
             own.fetch_add(1, std::memory_order_relaxed);
