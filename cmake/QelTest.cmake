@@ -2,8 +2,11 @@
 #
 # One executable, by rule one per test file, named <name> and known to ctest by its test cases as "<folder>/Suite.Case"
 # under the label <folder>. With a sanitizer the executable is one ctest entry instead, since starting a process then
-# costs more than most cases.
+# costs more than most cases; those whose sources start threads have the label threads there, and the target
+# qel_threads_tests builds them.
 include(GoogleTest)
+
+add_custom_target(qel_threads_tests)
 
 function(qel_add_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "SOURCES;LIBRARIES")
@@ -17,17 +20,26 @@ function(qel_add_test name)
     # The libraries stay optimised; optimising the tests, too, takes up to three times as long as compiling them.
     target_compile_options(${name} PRIVATE $<$<CONFIG:Debug>:-O0>)
 
-    set(properties LABELS ${arg_LABEL} TIMEOUT 120)
+    set(labels ${arg_LABEL})
+    foreach(source IN LISTS arg_SOURCES)
+        file(STRINGS ${source} threads REGEX "std::thread|RunTogether|OnAnotherThread")
+        if(threads)
+            list(APPEND labels threads)
+            add_dependencies(qel_threads_tests ${name})
+        endif()
+    endforeach()
+
+    set(properties TIMEOUT 300)
     if(QEL_RECORDINGS)
         list(APPEND properties ENVIRONMENT "QEL_RECORDINGS=${QEL_RECORDINGS}")
     endif()
     if(QEL_SANITIZE)
         add_test(NAME ${arg_LABEL}/${name} COMMAND ${name})
-        set_tests_properties(${arg_LABEL}/${name} PROPERTIES ${properties})
+        set_tests_properties(${arg_LABEL}/${name} PROPERTIES LABELS "${labels}" ${properties})
     else()
         gtest_discover_tests(${name}
             DISCOVERY_MODE PRE_TEST
             TEST_PREFIX "${arg_LABEL}/"
-            PROPERTIES ${properties})
+            PROPERTIES LABELS ${arg_LABEL} ${properties})
     endif()
 endfunction()
