@@ -65,8 +65,7 @@ public:
         position->Read(*at++);
         return *this;
     }
-    friend bool operator==(Characters const& left, Characters const& right) { return left.at == right.at; }
-    friend bool operator!=(Characters const& left, Characters const& right) { return left.at != right.at; }
+    bool operator==(Characters const& other) const { return at == other.at; }
 
 private:
     char const* at;
