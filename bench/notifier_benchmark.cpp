@@ -153,9 +153,9 @@ private:
 
 std::size_t ItemsOf(Meta const& frame) { return static_cast<std::size_t>(std::distance(frame.Begin(), frame.End())); }
 
-/// Runs both over batch after batch; `expected` is what a frame of the notifier holds.
+/// Runs both over batch after batch; a frame of the notifier holds `expected` items, and may hold `tolerated` more.
 void Run(benchmark::State& state, RuleSet& rules, std::size_t framesPerBatch, std::size_t perFrame,
-         std::size_t expected) {
+         std::size_t expected, std::size_t tolerated = 0) {
     rules.Process(rules.MakeFrames(3));
     std::vector<double> times;
     std::vector<double> bareTimes;
@@ -165,7 +165,8 @@ void Run(benchmark::State& state, RuleSet& rules, std::size_t framesPerBatch, st
         state.SetIterationTime(times.back());
         auto const bareFrames = rules.MakeFrames(framesPerBatch);
         bareTimes.push_back(SecondsOf([&] { rules.ProcessBare(bareFrames); }));
-        if (ItemsOf(*frames.back()) != expected) {
+        std::size_t const items = ItemsOf(*frames.back());
+        if (items < expected || items > expected + tolerated) {
             state.SkipWithError("The frame does not hold what it should");
             return;
         }
@@ -261,7 +262,8 @@ void RetriggersOverAHistory(benchmark::State& state) {
     FillHistory(rules, Range(state, 0));
     auto const repeating = std::make_shared<Source>(Source::Kind::Alike, 100);
     auto const binding = rules.notifier.AddObservable(repeating);
-    Run(state, rules, FramesFor(NewPerFrame + 100), NewPerFrame + 100, 2 * NewPerFrame);
+    // When the time of the first one is up, another passes, and is closed in the next frame.
+    Run(state, rules, FramesFor(NewPerFrame + 100), NewPerFrame + 100, 2 * NewPerFrame, 1);
 }
 BENCHMARK(RetriggersOverAHistory)->ArgName("entries")->UseManualTime()->RangeMultiplier(10)->Range(1000, 100'000);
 
