@@ -1,3 +1,6 @@
+#include <unistd.h>
+
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
@@ -27,6 +30,7 @@ namespace qel::host {
 namespace {
 
 constexpr std::uint64_t MostToldLines = 20;
+constexpr std::chrono::milliseconds BetweenProgress{200};
 
 struct Options {
     std::string rules;
@@ -126,7 +130,7 @@ private:
     std::unique_ptr<EventWriter> writer;
     EventLog log;
     Evaluation evaluation;
-    Progress progress;
+    Progress progress{isatty(STDERR_FILENO) == 1 ? stderr : nullptr, BetweenProgress};
     std::uint64_t unreadable = 0;
 };
 

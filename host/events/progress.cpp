@@ -1,44 +1,35 @@
 #include "host/events/progress.hpp"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdio>
 
 #include <fmt/format.h>
 
 namespace qel::host {
 
-namespace {
-
-constexpr std::chrono::milliseconds BetweenUpdates{200};
-
-}  // namespace
-
 std::string Plural(std::uint64_t count, char const* what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
-Progress::Progress() : isTerminal(isatty(STDERR_FILENO) == 1) {}
+Progress::Progress(std::FILE* terminal, std::chrono::milliseconds pause) : terminal(terminal), pause(pause) {}
 
 void Progress::Show(Counts const& counts, std::uint64_t events) {
-    if (!isTerminal) {
+    if (terminal == nullptr) {
         return;
     }
     auto const now = Clock::now();
-    if (now - shown < BetweenUpdates) {
+    if (now - shown < pause) {
         return;
     }
     shown = now;
     isShown = true;
-    fmt::print(stderr, "\r\x1b[K{}", DescribeSpeed(counts, events, GetSeconds()));
-    std::fflush(stderr);
+    fmt::print(terminal, "\r\x1b[K{}", DescribeSpeed(counts, events, GetSeconds()));
+    std::fflush(terminal);
 }
 
 void Progress::Clear() {
     if (isShown) {
-        fmt::print(stderr, "\r\x1b[K");
-        std::fflush(stderr);
+        fmt::print(terminal, "\r\x1b[K");
+        std::fflush(terminal);
         isShown = false;
     }
 }

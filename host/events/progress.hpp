@@ -2,18 +2,20 @@
 
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 
 #include "host/rules/evaluation.hpp"
 
 namespace qel::host {
 
-/// A line on standard error that tells how far a run has come, when that is a terminal.
+/// A line on a terminal that tells how far a run has come.
 class Progress {
 public:
-    Progress();
+    /// Writes to the terminal, which may be null for none, and renews the line no sooner than `pause` after the last
+    /// time.
+    Progress(std::FILE* terminal, std::chrono::milliseconds pause);
 
-    /// Renews the line, but only a few times in a second.
     void Show(Counts const& counts, std::uint64_t events);
     /// Takes the line away, before something else is written to the terminal.
     void Clear();
@@ -24,7 +26,8 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    bool const isTerminal;
+    std::FILE* terminal;
+    std::chrono::milliseconds pause;
     bool isShown = false;
     Clock::time_point const start = Clock::now();
     Clock::time_point shown = start;

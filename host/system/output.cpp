@@ -26,7 +26,8 @@ int OpenOutput(std::string const& path) {
 
 }  // namespace
 
-Output::Output(std::string const& path) : name(path == "-" ? "standard output" : path), file(OpenOutput(path)) {}
+Output::Output(std::string const& path)
+    : name(path == "-" ? "standard output" : path), file(OpenOutput(path)), isTerminal(isatty(file.Get()) == 1) {}
 
 void Output::Write(std::string_view text) {
     buffer += text;
@@ -52,7 +53,5 @@ void Output::Flush() {
     }
     buffer.clear();
 }
-
-bool Output::IsTerminal() const { return isatty(file.Get()) == 1; }
 
 }  // namespace qel::host

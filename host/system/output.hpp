@@ -27,12 +27,13 @@ public:
     void Write(std::string_view text);
     void Flush();
 
-    bool IsTerminal() const;
+    bool IsTerminal() const { return isTerminal; }
     bool HasPending() const { return !buffer.empty(); }
 
 private:
     std::string name;
     Descriptor file;
+    bool isTerminal;
     std::string buffer;
 };
 
