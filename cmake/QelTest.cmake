@@ -19,6 +19,9 @@ function(qel_add_test name)
         qel_options qel_test_support qel::observable GTest::gmock_main ${arg_LIBRARIES})
     # The libraries stay optimised; optimising the tests, too, takes up to three times as long as compiling them.
     target_compile_options(${name} PRIVATE $<$<CONFIG:Debug>:-O0>)
+    if(QEL_SANITIZE)
+        target_compile_definitions(${name} PRIVATE QEL_SANITIZED)
+    endif()
 
     set(labels ${arg_LABEL})
     foreach(source IN LISTS arg_SOURCES)

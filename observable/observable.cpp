@@ -141,12 +141,12 @@ std::uint32_t Observable::GetId() const { return type::Deref(impl).id; }
 
 void Observable::SetId(std::uint32_t id) {
     auto& state = type::Deref(impl);
-    state.id = id;
     if (state.metadata && state.metadata.use_count() == 1) {
         state.metadata->SetId(id);
     } else {
         state.metadata = std::make_shared<meta::data::Observable>(id);
     }
+    state.id = id;
 }
 
 std::string Observable::GetName() const { return impl->name; }

@@ -105,7 +105,8 @@ public:
     bool HasObservers() const;
 
     /// Has every event that any observable of the process notifies carry one more object, the callback's result (null
-    /// too), until the returned handle is destroyed. An empty callback is refused with `std::invalid_argument`.
+    /// too), until the returned handle is destroyed, which may happen on any thread. An empty callback is refused with
+    /// `std::invalid_argument`.
     static type::Binding AddAugmentedMetaCallback(AugmentedMetaCallback callback);
 
     /// Appends the results of the augmented-meta callbacks to the event and hands it to every subscriber. What one of

@@ -19,11 +19,12 @@ bool HasName(boost::filesystem::path const& file, std::string const& prefix) {
     return name.starts_with("lib" + prefix) && name.ends_with(".so");
 }
 
-/// A dangling link counts as a file, for its loading to tell what is wrong.
+/// What is not there behind its link, or cannot be examined, counts as a file, for its loading to tell what is wrong.
 bool IsFile(boost::filesystem::path const& file) {
     boost::system::error_code error;
     auto const type = boost::filesystem::status(file, error).type();
-    return type == boost::filesystem::regular_file || type == boost::filesystem::file_not_found;
+    return type == boost::filesystem::regular_file || type == boost::filesystem::file_not_found ||
+           type == boost::filesystem::status_error;
 }
 
 std::vector<boost::filesystem::path> FindFiles(std::string const& prefix,

@@ -22,6 +22,7 @@
 
 #include "foundation/hash/murmur_three_32.hpp"
 #include "foundation/type/bad_cast.hpp"
+#include "tests/support/allocation_counter.hpp"
 #include "tests/support/frames.hpp"
 #include "tests/support/registered.hpp"
 #include "tests/support/scripted.hpp"
@@ -449,6 +450,16 @@ TEST(ObservableVirtualMembers, OfADerivedClassFollowTheReservedSlot) {
     };
     EXPECT_EQ(SlotOf(&WithOne::Own), slots);
     EXPECT_NE(TableOf(Observable(MurmurThree32()))[7], nullptr);
+}
+
+TEST(ObservableMemoryTest, AnIdThatCannotBeGivenForLackOfMemoryChangesNothing) {
+    tests::Scripted rule;
+    rule.SetId(1);
+    auto const held = rule.MakeObservableMetadata();
+    EXPECT_TRUE(tests::FailsForLackOfMemory(0, [&] { rule.SetId(7); }));
+    EXPECT_EQ(rule.GetId(), 1u);
+    EXPECT_EQ(rule.MakeObservableMetadata(), held);
+    EXPECT_EQ(held->GetId(), 1u);
 }
 
 }  // namespace

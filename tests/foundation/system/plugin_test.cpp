@@ -208,6 +208,11 @@ TEST_F(LoadAllTest, TellsOfALinkThatLeadsNowhere) {
                                           HasSubstr("No such file or directory"))));
 }
 
+TEST_F(LoadAllTest, TellsOfALinkThatLeadsToItself) {
+    fs::create_symlink("libqel_probe_a.so", directory / "libqel_probe_a.so");
+    EXPECT_THAT(Load(), ElementsAre(StartsWith(FailureOf(directory / "libqel_probe_a.so"))));
+}
+
 TEST_F(LoadAllTest, PassesOverWhatIsNoFile) {
     fs::create_directory(directory / "libqel_probe_a.so");
     ASSERT_EQ(mkfifo((directory / "libqel_probe_b.so").c_str(), 0600), 0);
