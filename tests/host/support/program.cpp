@@ -105,6 +105,17 @@ Program::Program(std::vector<std::string> arguments, Streams streams) {
     fcntl(output, F_SETFD, FD_CLOEXEC);
 }
 
+bool Program::HasTerminals() {
+    int master = -1;
+    int slave = -1;
+    if (openpty(&master, &slave, nullptr, nullptr, nullptr) != 0) {
+        return false;
+    }
+    close(master);
+    close(slave);
+    return true;
+}
+
 Program::~Program() {
     Close(input);
     Close(output);

@@ -22,6 +22,9 @@ class Program {
 public:
     enum class Streams { Pipes, Terminal };
 
+    /// Whether this machine gives pseudo-terminals; a bare root file system may not.
+    static bool HasTerminals();
+
     /// On a terminal, standard output and standard error are one and end up in `Outcome::out`.
     explicit Program(std::vector<std::string> arguments, Streams streams = Streams::Pipes);
     Program(Program const&) = delete;
