@@ -1,116 +1,139 @@
 #include "observable/graph.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
-#include <map>
 #include <ostream>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
-#include <boost/graph/adjacency_list.hpp>
+#include <boost/graph/compressed_sparse_row_graph.hpp>
 #include <boost/graph/topological_sort.hpp>
 
 #include "foundation/logging/logger.hpp"
 #include "foundation/type/pimpl.hpp"
+#include "observable/detail/id_table.hpp"
 #include "observable/detail/refuse_null.hpp"
 
 namespace qel::observable {
 
-struct Graph::Element {
-    std::shared_ptr<Observable> observable;
-};
-
 namespace {
 
 logging::Logger const logger("qel.observable.Graph");
+
 }  // namespace
 
 class Graph::Impl {
 public:
-    using Storage = boost::adjacency_list<boost::vecS, boost::vecS, boost::directedS, Element>;
-    using Path = std::vector<std::shared_ptr<Observable>>;
+    using Observables = std::vector<std::shared_ptr<Observable>>;
+    /// From an observable to one that it reads, as places in the order of adding.
+    using Edge = std::pair<std::size_t, std::size_t>;
 
-    bool HaveVertex(unsigned int id) const { return Find(id) < Size(); }
+    bool HaveVertex(unsigned int id) const { return Find(id) < vertices.size(); }
 
     std::size_t GetVertex(unsigned int id) const {
         std::size_t const vertex = Find(id);
-        if (vertex == Size()) {
+        if (vertex == vertices.size()) {
             throw std::runtime_error("No vertex for observable: " + std::to_string(id));
         }
         return vertex;
     }
 
-    /// The first vertex in the order of adding whose observable depends on the id, other than `skipped`; or `Size()`.
+    /// The first vertex in the order of adding whose observable depends on the id, other than `skipped`; or the number
+    /// of vertices.
     std::size_t FindDependent(unsigned int id, std::size_t skipped) const {
         std::size_t vertex = 0;
-        while (vertex < Size() &&
-               (vertex == skipped || !HasDependency(storage[vertex].observable->GetDependents(), id))) {
+        while (vertex < vertices.size() &&
+               (vertex == skipped || !HasDependency(vertices[vertex]->GetDependents(), id))) {
             ++vertex;
         }
         return vertex;
     }
 
-    /// Gives the vertices of `changed` their edges and takes them over with the path that follows from them.
-    void Take(Storage changed);
+    /// Connects the vertices of `changed` and takes them over with the path that follows from them.
+    void Take(Observables changed);
 
-    Storage storage;
-    Path path;
+    Observables vertices;
+    std::vector<Edge> edges;  // source by source, those of one in the order of its inputs
+    Observables path;
 
 private:
-    std::size_t Size() const { return boost::num_vertices(storage); }
-
     std::size_t Find(unsigned int id) const {
-        std::size_t vertex = 0;
-        while (vertex < Size() && storage[vertex].observable->GetId() != id) {
-            ++vertex;
-        }
-        return vertex;
+        auto const found = std::find_if(vertices.begin(), vertices.end(),
+                                        [id](auto const& observable) { return observable->GetId() == id; });
+        return static_cast<std::size_t>(found - vertices.begin());
     }
 
-    static void Connect(Storage& storage);
-    static Path Sort(Storage const& storage);
+    std::vector<Edge> Connect(Observables const& observables);
+    bool OnlyAdds(Observables const& changed, std::vector<Edge> const& connected) const;
+    static Observables Sort(Observables const& observables, std::vector<Edge> const& connected);
+
+    detail::IdTable places;  // while connecting; kept for its memory
 };
 
-void Graph::Impl::Take(Storage changed) {
-    Connect(changed);
-    Path sorted;
-    try {
-        sorted = Sort(changed);
-    } catch (boost::not_a_dag const&) {
-        // The cycle stays in the graph and no observable is visited: hosts mend the inputs and update.
-        storage.swap(changed);
-        path.clear();
-        throw std::runtime_error("A cycle within the rule was detected");
+void Graph::Impl::Take(Observables changed) {
+    auto connected = Connect(changed);
+    Observables sorted;
+    if (OnlyAdds(changed, connected)) {
+        path.reserve(changed.size());
+        path.insert(path.end(), changed.begin() + static_cast<std::ptrdiff_t>(vertices.size()), changed.end());
+        sorted.swap(path);
+    } else {
+        try {
+            sorted = Sort(changed, connected);
+        } catch (boost::not_a_dag const&) {
+            // The cycle stays in the graph and no observable is visited: hosts mend the inputs and update.
+            vertices.swap(changed);
+            edges.swap(connected);
+            path.clear();
+            throw std::runtime_error("A cycle within the rule was detected");
+        }
     }
-    storage.swap(changed);
+    vertices.swap(changed);
+    edges.swap(connected);
     path.swap(sorted);
 }
 
-void Graph::Impl::Connect(Storage& storage) {
-    std::size_t const size = boost::num_vertices(storage);
-    std::map<unsigned int, std::size_t> vertices;
-    for (std::size_t vertex = 0; vertex < size; ++vertex) {
-        boost::clear_out_edges(vertex, storage);
-        vertices[storage[vertex].observable->GetId()] = vertex;
+std::vector<Graph::Impl::Edge> Graph::Impl::Connect(Observables const& observables) {
+    places.Clear();
+    for (std::size_t vertex = 0; vertex < observables.size(); ++vertex) {
+        places.Set(observables[vertex]->GetId(), static_cast<std::uint32_t>(vertex));
     }
-    for (std::size_t vertex = 0; vertex < size; ++vertex) {
-        for (unsigned int const input : storage[vertex].observable->GetDependents()) {
-            if (auto const found = vertices.find(input); found != vertices.end()) {
-                boost::add_edge(vertex, found->second, storage);
+    std::vector<Edge> connected;
+    connected.reserve(edges.size() + 2);
+    for (std::size_t vertex = 0; vertex < observables.size(); ++vertex) {
+        for (unsigned int const input : observables[vertex]->GetDependents()) {
+            if (auto const place = places.Find(input); place != detail::IdTable::None) {
+                connected.emplace_back(vertex, place);
             }
         }
     }
+    return connected;
 }
 
-Graph::Impl::Path Graph::Impl::Sort(Storage const& storage) {
+/// Whether the path stays as it is and what is new comes behind it: nobody's inputs have changed, and those of the new
+/// observables stand in the path already. A rule set that is built up inputs first so needs no search at every step.
+bool Graph::Impl::OnlyAdds(Observables const& changed, std::vector<Edge> const& connected) const {
+    return path.size() == vertices.size() && changed.size() >= vertices.size() && connected.size() >= edges.size() &&
+           std::equal(edges.begin(), edges.end(), connected.begin()) &&
+           std::all_of(
+               connected.begin() + static_cast<std::ptrdiff_t>(edges.size()), connected.end(),
+               [this](Edge const& edge) { return edge.first >= vertices.size() && edge.second < vertices.size(); });
+}
+
+Graph::Impl::Observables Graph::Impl::Sort(Observables const& observables, std::vector<Edge> const& connected) {
+    boost::compressed_sparse_row_graph<boost::directedS> const graph(boost::edges_are_sorted, connected.begin(),
+                                                                     connected.end(), observables.size());
     std::vector<std::size_t> order;
+    order.reserve(observables.size());
     // Edges point to the inputs, so the order in which the search finishes vertices is the one wanted.
-    boost::topological_sort(storage, std::back_inserter(order));
-    Path sorted;
+    boost::topological_sort(graph, std::back_inserter(order));
+    Observables sorted;
     sorted.reserve(order.size());
     std::transform(order.begin(), order.end(), std::back_inserter(sorted),
-                   [&](std::size_t vertex) { return storage[vertex].observable; });
+                   [&](std::size_t vertex) { return observables[vertex]; });
     return sorted;
 }
 
@@ -127,8 +150,10 @@ void Graph::Add(std::shared_ptr<Observable> observable) {
     if (state.HaveVertex(observable->GetId())) {
         throw std::runtime_error("Observable already added");
     }
-    auto changed = state.storage;
-    boost::add_vertex(Element{std::move(observable)}, changed);
+    Impl::Observables changed;
+    changed.reserve(state.vertices.size() + 1);
+    changed.assign(state.vertices.begin(), state.vertices.end());
+    changed.push_back(std::move(observable));
     state.Take(std::move(changed));
 }
 
@@ -149,13 +174,12 @@ void Graph::Remove(std::shared_ptr<Observable> observable) {
     auto& state = type::Deref(impl);
     std::size_t const vertex = state.GetVertex(id);
     std::size_t const dependent = state.FindDependent(id, vertex);
-    if (dependent < boost::num_vertices(state.storage)) {
+    if (dependent < state.vertices.size()) {
         throw std::runtime_error("Cannot remove observable: " + std::to_string(id) + " as another observable: " +
-                                 std::to_string(state.storage[dependent].observable->GetId()) + " depends on it");
+                                 std::to_string(state.vertices[dependent]->GetId()) + " depends on it");
     }
-    auto changed = state.storage;
-    boost::clear_vertex(vertex, changed);
-    boost::remove_vertex(vertex, changed);
+    auto changed = state.vertices;
+    changed.erase(changed.begin() + static_cast<std::ptrdiff_t>(vertex));
     state.Take(std::move(changed));
 }
 
@@ -165,26 +189,25 @@ std::size_t Graph::GetVertex(unsigned int id) const { return type::Deref(impl).G
 
 std::shared_ptr<Observable> const& Graph::GetObservable(unsigned int id) const {
     auto const& state = type::Deref(impl);
-    return state.storage[state.GetVertex(id)].observable;
+    return state.vertices[state.GetVertex(id)];
 }
 
 void Graph::UpdatePath() {
     auto& state = type::Deref(impl);
-    state.Take(state.storage);
+    state.Take(state.vertices);
 }
 
 std::vector<std::shared_ptr<Observable>> const& Graph::GetPath() const { return type::Deref(impl).path; }
 
 std::ostream& operator<<(std::ostream& stream, Graph const& graph) {
-    auto const& storage = type::Deref(graph.impl).storage;
-    auto const id = [&](std::size_t vertex) { return std::to_string(storage[vertex].observable->GetId()); };
+    auto const& state = type::Deref(graph.impl);
+    auto const id = [&](std::size_t vertex) { return std::to_string(state.vertices[vertex]->GetId()); };
     stream << "digraph G {\n";
-    for (std::size_t vertex = 0; vertex < boost::num_vertices(storage); ++vertex) {
+    for (std::size_t vertex = 0; vertex < state.vertices.size(); ++vertex) {
         stream << id(vertex) << ";\n";
     }
-    // Edges of the whole graph come source by source, in the order in which they were added.
-    for (auto [edge, end] = boost::edges(storage); edge != end; ++edge) {
-        stream << id(boost::source(*edge, storage)) << "->" << id(boost::target(*edge, storage)) << " ;\n";
+    for (auto const& [source, target] : state.edges) {
+        stream << id(source) << "->" << id(target) << " ;\n";
     }
     return stream << "}\n";
 }

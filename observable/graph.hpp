@@ -59,7 +59,6 @@ public:
     friend std::ostream& operator<<(std::ostream& stream, Graph const& graph);
 
 private:
-    struct Element;
     class Impl;
 
     std::unique_ptr<Impl> impl;
