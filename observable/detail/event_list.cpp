@@ -1,6 +1,5 @@
 #include "observable/detail/event_list.hpp"
 
-#include <algorithm>
 #include <utility>
 
 #include "foundation/meta/key_changes.hpp"
@@ -10,26 +9,26 @@ namespace qel::observable::detail {
 void EventList::Add(std::shared_ptr<meta::data::Event const> event) { events.push_back(std::move(event)); }
 
 bool EventList::Contains(unsigned int id) {
-    if (sortedIds.size() != events.size() || keyChanges != meta::KeyChanges()) {
-        SortIds();
-    }
-    return std::binary_search(sortedIds.begin(), sortedIds.end(), id);
+    TakeIds();
+    return ids.Find(id) != IdTable::None;
 }
 
 void EventList::Clear() {
     events.clear();
-    sortedIds.clear();
+    ids.Clear();
+    covered = 0;
 }
 
-void EventList::SortIds() {
-    keyChanges = meta::KeyChanges();
-    sortedIds.clear();
-    sortedIds.reserve(events.size());
-    for (auto const& event : events) {
-        event->WatchKeys();
-        sortedIds.push_back(event->GetId());
+void EventList::TakeIds() {
+    if (std::uint64_t const now = meta::KeyChanges(); now != keyChanges) {
+        ids.Clear();
+        covered = 0;
+        keyChanges = now;
     }
-    std::sort(sortedIds.begin(), sortedIds.end());
+    for (; covered < events.size(); ++covered) {
+        events[covered]->WatchKeys();
+        ids.Set(events[covered]->GetId(), static_cast<std::uint32_t>(covered));
+    }
 }
 
 }  // namespace qel::observable::detail

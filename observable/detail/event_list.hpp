@@ -1,16 +1,17 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "foundation/meta/data/event.hpp"
+#include "observable/detail/id_table.hpp"
 
 namespace qel::observable::detail {
 
 /// The events of one frame in their order, asked whether one with a given id is among them. The answer is what a walk
-/// over the list would give at that moment. The first question after a change of the list sorts it; the others cost
-/// little.
+/// over the list would give at that moment; its cost does not grow with the list.
 class EventList {
 public:
     void Add(std::shared_ptr<meta::data::Event const> event);
@@ -20,10 +21,11 @@ public:
     std::vector<std::shared_ptr<meta::data::Event const>> const& GetEvents() const { return events; }
 
 private:
-    void SortIds();
+    void TakeIds();
 
     std::vector<std::shared_ptr<meta::data::Event const>> events;
-    std::vector<unsigned int> sortedIds;
+    IdTable ids;
+    std::size_t covered = 0;  // how many of the events, from the front, the table covers
     std::uint64_t keyChanges = 0;
 };
 
