@@ -22,36 +22,68 @@ Events ObjectSource::Process(meta::Meta const& frame) {
     if (zone) {
         latestZone = zone;
     }
+    auto objects = FindObjects(frame);
+    See(objects, now);
     for (auto& [id, each] : tracked) {
         each.holds = false;
     }
-    for (auto& sighting : FindObjects(frame)) {
-        auto const known = tracked.find(sighting.object->GetId());
+    for (auto& sighting : objects) {
+        unsigned int const id = sighting.object->GetId();
         bool const holds = zone && Holds(sighting, *zone);
-        if (known != tracked.end()) {
+        if (auto const known = tracked.find(id); known != tracked.end()) {
             known->second.latest = std::move(sighting);
             known->second.holds = holds;
         } else if (holds) {
-            unsigned int const id = sighting.object->GetId();
-            tracked.emplace(id, Tracked{Episode(now), std::move(sighting)});
+            tracked.emplace(id, Tracked{std::move(sighting), {}, {}});
         }
     }
 
     Events events;
     for (auto at = tracked.begin(); at != tracked.end();) {
-        auto& [episode, latest, holds] = at->second;
-        if (holds) {
-            episode.Hold(now, GetTimes());
-        } else if (!episode.Pause(now, GetTimes())) {
+        auto& each = at->second;
+        Advance(each, now);
+        auto& stay = each.left ? each.left : each.current;
+        if (!stay) {
             at = tracked.erase(at);
             continue;
         }
-        if (episode.IsReported()) {
-            events.push_back(Continue(episode, {latest}, latestZone));
+        if (stay->episode.IsReported()) {
+            events.push_back(Continue(stay->episode, {each.latest}, latestZone));
         }
         ++at;
     }
     return events;
+}
+
+void ObjectSource::See(std::vector<Sighting> const&, meta::Timestamp) {}
+
+bool ObjectSource::GoesOn(Point, Point) const { return true; }
+
+bool ObjectSource::HasLasted(meta::Elapsed) const { return true; }
+
+void ObjectSource::Advance(Tracked& object, meta::Timestamp now) const {
+    auto& [latest, current, left, holds] = object;
+    if (left && !left->episode.Pause(now, GetTimes())) {
+        left.reset();
+    }
+    if (current && !(holds && GoesOn(current->onset, latest.anchor))) {
+        if (current->episode.Pause(now, GetTimes())) {
+            left = current;
+        }
+        current.reset();
+    }
+    if (!holds) {
+        return;
+    }
+    if (left && GoesOn(left->onset, latest.anchor)) {
+        current = left;
+        left.reset();
+    }
+    if (!current) {
+        current = Stay{latest.anchor, Episode(now)};
+    }
+    bool const mayBegin = !left && HasLasted(meta::Elapsed(current->episode.GetOnset(), now));
+    current->episode.Hold(now, GetTimes(), mayBegin);
 }
 
 }  // namespace qel::observable::spatial

@@ -3,9 +3,11 @@
 #include <chrono>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "foundation/meta/elapsed.hpp"
 #include "plugins/spatial/episode.hpp"
 #include "plugins/spatial/settings.hpp"
 #include "plugins/spatial/source.hpp"
@@ -36,6 +38,9 @@ private:
 };
 
 /// A continuing source with one event for each object for which a condition holds.
+///
+/// A condition may tie an object to the point at which it began. At a point that is too far from that the condition
+/// begins anew; coming back before the gap is too long, the object goes on with the event that it had.
 class ObjectSource : public ContinuingSource {
 public:
     void Reset() override;
@@ -44,14 +49,28 @@ public:
 protected:
     using ContinuingSource::ContinuingSource;
 
+    /// The next frame has come with these objects, wherever they are.
+    virtual void See(std::vector<Sighting> const& objects, meta::Timestamp now);
+
 private:
-    struct Tracked {
+    struct Stay {
+        Point onset;
         Episode episode;
+    };
+    struct Tracked {
         Sighting latest;
-        bool holds = true;  // in the current frame
+        std::optional<Stay> current;  // that of the last frame
+        std::optional<Stay> left;     // a reported one in its gap, during which another one may begin
+        bool holds = true;            // in the current frame
     };
 
     virtual bool Holds(Sighting const& sighting, meta::data::Zone const& zone) const = 0;
+    /// Whether the condition, when it has begun at one point, still is the same at another.
+    virtual bool GoesOn(Point onset, Point anchor) const;
+    /// Whether it has held for long enough to be reported, besides having held on.
+    virtual bool HasLasted(meta::Elapsed sinceOnset) const;
+
+    void Advance(Tracked& object, meta::Timestamp now) const;
 
     std::map<unsigned int, Tracked> tracked;  // by the object's id
     std::shared_ptr<meta::data::Zone const> latestZone;

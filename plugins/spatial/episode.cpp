@@ -4,13 +4,13 @@
 
 namespace qel::observable::spatial {
 
-void Episode::Hold(meta::Timestamp now, HoldTimes const& times) {
+void Episode::Hold(meta::Timestamp now, HoldTimes const& times, bool mayBegin) {
     if (pausing && (!reported || meta::Elapsed(lastHeld, now) > times.off)) {
         *this = Episode(now);
     }
     pausing = false;
     lastHeld = now;
-    reported = reported || meta::Elapsed(onset, now) >= times.on;
+    reported = reported || (mayBegin && meta::Elapsed(onset, now) >= times.on);
 }
 
 bool Episode::Pause(meta::Timestamp now, HoldTimes const& times) {

@@ -23,8 +23,8 @@ public:
     /// A condition that has just begun to hold.
     explicit Episode(meta::Timestamp now) : onset(now), lastHeld(now) {}
 
-    /// The condition holds in the next frame.
-    void Hold(meta::Timestamp now, HoldTimes const& times);
+    /// The condition holds in the next frame. The event cannot begin in a frame in which it may not.
+    void Hold(meta::Timestamp now, HoldTimes const& times, bool mayBegin = true);
     /// It does not hold in the next frame. False when the episode is over and there is nothing left to remember.
     bool Pause(meta::Timestamp now, HoldTimes const& times);
 

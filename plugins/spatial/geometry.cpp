@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <numbers>
 
 #include <boost/geometry/algorithms/covered_by.hpp>
 #include <boost/geometry/algorithms/intersects.hpp>
@@ -61,5 +62,14 @@ Hand HandOf(Point first, Point last, Point point) {
 double DistanceFrom(Point first, Point last, Point point) {
     return std::abs((last.x - first.x) * (point.y - first.y) - (last.y - first.y) * (point.x - first.x));
 }
+
+double Movement::GetLength() const { return std::hypot(right, down); }
+
+double Movement::GetHeading() const {
+    constexpr double DegreesPerRadian = 180 / std::numbers::pi;
+    return std::atan2(right, -down) * DegreesPerRadian;
+}
+
+Movement Between(Point from, Point to, double aspect) { return {(to.x - from.x) * aspect, to.y - from.y}; }
 
 }  // namespace qel::observable::spatial

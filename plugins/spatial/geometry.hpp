@@ -27,4 +27,18 @@ Hand HandOf(Point first, Point last, Point point);
 /// How far the point is from the endless line through two others, in a measure that only compares with itself.
 double DistanceFrom(Point first, Point last, Point point);
 
+/// A way through the picture, or a velocity: so far to the right and so far down, both in heights of the picture.
+struct Movement {
+    double right = 0;
+    double down = 0;
+
+    double GetLength() const;
+    /// In degrees: 0 is up the picture, 90 to the right, -90 to the left, 180 or -180 down; meaningless when nothing
+    /// moves.
+    double GetHeading() const;
+};
+
+/// The way from one point to another in a picture whose width is `aspect` times its height.
+Movement Between(Point from, Point to, double aspect);
+
 }  // namespace qel::observable::spatial

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <limits>
 #include <vector>
 
 #include "foundation/meta/data/zone.hpp"
@@ -16,6 +17,11 @@ inline constexpr std::chrono::milliseconds NoTime{0};
 inline constexpr std::chrono::hours LongestTime{24};
 inline constexpr std::chrono::milliseconds DefaultHoldOn{0};
 inline constexpr std::chrono::milliseconds DefaultHoldOff{500};
+inline constexpr double DefaultAspect = 16.0 / 9.0;
+inline constexpr double SmallestAspect = 0.1;
+inline constexpr double LargestAspect = 10;
+/// Of distances and speeds that have no bound of their own.
+inline constexpr double LargestMeasure = std::numeric_limits<double>::max();
 
 /// Which zone, of the given shape, and which objects.
 template <class Host>
@@ -39,6 +45,13 @@ void AddHoldProperties(std::vector<property::Schema>& schemas) {
                          "The milliseconds for which the condition must have held before the event starts");
     schemas.emplace_back("hold_off", DefaultHoldOff, &Host::SetHoldOff, &Host::GetHoldOff, NoTime, LongestTime,
                          "The longest gap in the condition, in milliseconds, that the event outlasts");
+}
+
+/// What the picture is like in which distances are measured.
+template <class Host>
+void AddAspectProperty(std::vector<property::Schema>& schemas) {
+    schemas.emplace_back("aspect", DefaultAspect, &Host::SetAspect, &Host::GetAspect, SmallestAspect, LargestAspect,
+                         "The width of the picture over its height; distances are in picture heights");
 }
 
 }  // namespace qel::observable::spatial

@@ -86,8 +86,12 @@ inline std::shared_ptr<meta::data::Zone> Square(unsigned int id = 1) {
 
 /// Where an object of a timeline stands. In relation to the square: 'i' inside, 'e' on an edge, 'c' on a corner, 'o'
 /// outside to the left, 'r' outside to the right. In relation to the line x = 0.5, walked upwards: 'o' and 'l' on its
-/// left, 'r' on its right, 'i' on the line.
+/// left, 'r' on its right, 'i' on the line. The digits are inside the square, from '0' on its upper edge to '8' on its
+/// lower one, each a sixteenth of the picture's height below the one before.
 inline Point PlaceOf(char letter) {
+    if (letter >= '0' && letter <= '8') {
+        return {0.5, 0.25 + (letter - '0') / 16.0};
+    }
     static std::map<char, Point> const places{{'i', {0.5, 0.5}}, {'e', {0.25, 0.5}}, {'c', {0.25, 0.25}},
                                               {'o', {0.1, 0.5}}, {'l', {0.4, 0.5}},  {'r', {0.9, 0.5}}};
     return places.at(letter);
@@ -131,6 +135,20 @@ public:
 
     /// The events of the last frame, whole.
     std::vector<std::string> Describe() { return describe.Each(last); }
+
+    /// When the events of the last frame start and end, in milliseconds.
+    std::string Spans() {
+        std::string text;
+        for (auto const& each : last) {
+            auto const& event = each->As<meta::data::Event>();
+            auto const milliseconds = [](meta::Timestamp at) {
+                return std::to_string(std::chrono::floor<std::chrono::milliseconds>(at.time_since_epoch()).count());
+            };
+            text += (text.empty() ? "" : ", ") + describe.NameOf(event) + ' ' + milliseconds(event.GetStart()) + ".." +
+                    milliseconds(event.GetEnd());
+        }
+        return text;
+    }
 
     std::shared_ptr<observable::Observable> rule;
     std::shared_ptr<meta::data::Zone> zone;
