@@ -15,17 +15,6 @@
 
 namespace {
 
-constexpr auto Footer =
-    "qel COMMAND --help tells more about a command.\n"
-    "\n"
-    "Exit: 0 when all went well, 1 for a mistake in rules or stream, 2 for a wrong command line,\n"
-    "130 and 143 when interrupted or terminated.\n"
-    "\n"
-    "Examples:\n"
-    "  qel check rules.json\n"
-    "  qel run --rules rules.json --input frames.jsonl\n"
-    "  qel simulate --seconds 60 | qel run --rules rules.json --input -";
-
 int Perform(qel::host::Action const& action) {
     using namespace qel::host;
     try {
@@ -61,23 +50,15 @@ int RefuseCommand(char const* given, std::vector<std::string> const& commands) {
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
     qel::host::Action action;
-    CLI::App program("Evaluates rules over the tracked objects of video frames and reports events", "qel");
-    program.set_version_flag("--version", "qel " QEL_VERSION, "Print the version and exit");
-    program.require_subcommand(1);
-    program.footer(Footer);
-    qel::host::AddRun(program, action);
-    qel::host::AddCheck(program, action);
-    qel::host::AddTypes(program, action);
-    qel::host::AddGraph(program, action);
-    qel::host::AddSimulate(program, action);
-    auto const commands = CommandsOf(program);
+    auto const program = qel::host::MakeProgram(action);
+    auto const commands = CommandsOf(*program);
     if (argc > 1 && *argv[1] != '-' && std::find(commands.begin(), commands.end(), argv[1]) == commands.end()) {
         return RefuseCommand(argv[1], commands);
     }
     try {
-        program.parse(argc, argv);
+        program->parse(argc, argv);
     } catch (CLI::ParseError const& error) {
-        return program.exit(error) == 0 ? qel::host::Success : qel::host::WrongCommandLine;
+        return program->exit(error) == 0 ? qel::host::Success : qel::host::WrongCommandLine;
     }
     return Perform(action);
 }

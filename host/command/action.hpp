@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -17,6 +18,9 @@ void AddGraph(CLI::App& program, Action& action);
 void AddRun(CLI::App& program, Action& action);
 void AddSimulate(CLI::App& program, Action& action);
 void AddTypes(CLI::App& program, Action& action);
+
+/// The command line of qel with all its sub-commands, which must not outlive `action`.
+std::unique_ptr<CLI::App> MakeProgram(Action& action);
 
 /// Adds the option that every command with types has.
 void AddPluginsOption(CLI::App& command, std::string& directory);
