@@ -22,7 +22,9 @@ std::shared_ptr<meta::data::Zone> ZoneFor(observable::Observable const& rule) {
 }
 
 class FamilyTest : public testing::TestWithParam<char const*> {};
-INSTANTIATE_TEST_SUITE_P(Types, FamilyTest, testing::Values("Count", "Dwell", "Enter", "Exit", "LineCross", "Presence"),
+INSTANTIATE_TEST_SUITE_P(Types, FamilyTest,
+                         testing::Values("Count", "Direction", "Dwell", "Enter", "Exit", "LineCross", "Presence",
+                                         "Speed", "Stopped"),
                          [](auto const& info) { return std::string(info.param); });
 
 TEST_P(FamilyTest, HasAnInstanceNamedLikeTheTypeThatReadsNoOtherObservable) {
@@ -31,6 +33,31 @@ TEST_P(FamilyTest, HasAnInstanceNamedLikeTheTypeThatReadsNoOtherObservable) {
     EXPECT_EQ(rule->GetTypeName(), std::string("qel.observable.spatial.") + GetParam());
     EXPECT_TRUE(rule->GetDependents().empty());
     EXPECT_TRUE(rule->GetInputProperties().empty());
+}
+
+TEST_P(FamilyTest, KeepsEachSettingApart) {
+    auto const rule = MakeRule(GetParam());
+    auto const schemas = SchemasOf(*rule);
+    std::vector<std::string> given;
+    for (std::size_t at = 0; at < schemas.size(); ++at) {
+        auto const property = BindSetting(schemas, rule, schemas[at].GetName());
+        auto const value = property->GetObject();
+        if (value->Is<object::Double>()) {
+            property->Set(object::Double(0.25 + static_cast<double>(at) / 64));
+        } else if (value->Is<object::Milliseconds>()) {
+            property->Set(object::Milliseconds(std::chrono::milliseconds(1000 + at)));
+        } else if (value->Is<object::UInt32>()) {
+            property->Set(object::UInt32(static_cast<std::uint32_t>(1000 + at)));
+        } else if (value->Is<object::Bool>()) {
+            property->Set(object::Bool(!value->As<object::Bool>().Get()));
+        }
+        given.push_back(ValueText(*property->GetObject()));
+        EXPECT_TRUE(value->Is<object::String>() || given.back() != ValueText(*value)) << schemas[at].GetName();
+    }
+    for (std::size_t at = 0; at < schemas.size(); ++at) {
+        EXPECT_EQ(ValueText(*BindSetting(schemas, rule, schemas[at].GetName())->GetObject()), given[at])
+            << schemas[at].GetName();
+    }
 }
 
 TEST_P(FamilyTest, PassesOverNullsAndUnknownItems) {
@@ -83,10 +110,10 @@ TEST_P(FamilyTest, TellsTheSameEventsAtEveryFrameRate) {
     std::size_t told = 0;
     RunAtRandom(100, [&](Random& random) {
         Walk const walk(random);
-        Settings settings;
-        if (std::string(GetParam()) == "Dwell") {
-            settings.push_back(Time("duration", 2500));
-        }
+        static std::map<std::string, Settings> settingsOf{{"Direction", {Real("heading", 90), Real("tolerance", 180)}},
+                                                          {"Dwell", {Time("duration", 2500)}},
+                                                          {"Stopped", {Time("duration", 2500)}}};
+        auto const& settings = settingsOf[GetParam()];
         auto const at50 = EventsAbout(walk, GetParam(), settings, 20);
         told += at50.size();
         for (std::int64_t const step : {40, 100, 200}) {
@@ -97,27 +124,122 @@ TEST_P(FamilyTest, TellsTheSameEventsAtEveryFrameRate) {
     EXPECT_GT(told, std::getenv("QEL_RANDOM_RUNS") ? 0u : 100u);
 }
 
+/// A ride that goes on at one velocity for some seconds, then at another.
+struct Ride {
+    struct Stretch {
+        std::int64_t end;
+        Point perSecond;
+    };
+    std::vector<Stretch> stretches;
+
+    explicit Ride(Random& random) {
+        static constexpr Point Velocities[]{{0, 0}, {0.8, 0}, {-0.8, 0}, {0, 0.8}, {0, -0.8}, {0.3, 0}};
+        for (std::int64_t end = 0; stretches.size() < 10;) {
+            end += 3007 + static_cast<std::int64_t>(random.Below(3000));
+            stretches.push_back({end, Velocities[random.Below(6)]});
+        }
+    }
+
+    Point At(std::int64_t time) const {
+        Point place;
+        std::int64_t start = 0;
+        for (auto const& [end, perSecond] : stretches) {
+            double const seconds = static_cast<double>(std::clamp(time, start, end) - start) / 1000;
+            place = {place.x + perSecond.x * seconds, place.y + perSecond.y * seconds};
+            start = end;
+        }
+        return place;
+    }
+};
+
+/// When the events about a ride start and end, in milliseconds.
+std::vector<std::pair<std::int64_t, std::int64_t>> TimesAbout(Ride const& ride, std::string const& type,
+                                                              Settings const& settings, std::int64_t step) {
+    auto const toMilliseconds = [](meta::Timestamp time) { return time.time_since_epoch().count() / 1'000'000; };
+    Player player(MakeRule(type, settings),
+                  std::make_shared<meta::data::Zone>(
+                      1, "everywhere", std::vector<Point>{{-100, -100}, {100, -100}, {100, 100}, {-100, 100}}));
+    std::map<unsigned int, std::pair<std::int64_t, std::int64_t>> times;  // ids ascend
+    for (std::int64_t time = 0; time <= ride.stretches.back().end; time += step) {
+        player.Play(At(time), {Standing(7, ride.At(time))});
+        for (auto const& each : player.GetLast()) {
+            auto const& event = each->As<meta::data::Event>();
+            times[event.GetId()] = {toMilliseconds(event.GetStart()), toMilliseconds(event.GetEnd())};
+        }
+    }
+    std::vector<std::pair<std::int64_t, std::int64_t>> list;
+    for (auto const& [id, each] : times) {
+        list.push_back(each);
+    }
+    return list;
+}
+
+TEST(MovementTest, IsToldTheSameAtEveryFrameRate) {
+    std::map<std::string, Settings> const settingsOf{
+        {"Direction", {Real("heading", 90), Real("aspect", 1), Time("hold_off", 100)}},
+        {"Speed", {Real("aspect", 1), Time("hold_off", 100)}},
+        {"Stopped", {Real("aspect", 1), Time("duration", 1500)}}};
+    // A rest begins where the object has come within the distance, in which slow ones are for a while.
+    constexpr std::int64_t Approach = 170;
+    for (auto const& [type, settings] : settingsOf) {
+        std::size_t told = 0;
+        RunAtRandom(50, [&, &type = type, &settings = settings](Random& random) {
+            Ride const ride(random);
+            auto const at50 = TimesAbout(ride, type, settings, 20);
+            told += at50.size();
+            for (std::int64_t const step : {40, 100, 200}) {
+                auto const times = TimesAbout(ride, type, settings, step);
+                ASSERT_EQ(times.size(), at50.size()) << type << " at " << 1000 / step << " frames a second";
+                for (std::size_t at = 0; at < times.size(); ++at) {
+                    EXPECT_LE(std::abs(times[at].first - at50[at].first), step + Approach) << type;
+                    EXPECT_LE(std::abs(times[at].second - at50[at].second), step + Approach) << type;
+                }
+            }
+        });
+        EXPECT_GT(told, std::getenv("QEL_RANDOM_RUNS") ? 0u : 50u) << type;
+    }
+}
+
+/// Where an object of the soak is in its first frame and in its second: within the zone, into it or out of it.
+Point PlaceInSoak(unsigned int id, bool isSecond) {
+    bool const isInside = id % 3 == 0 || (id % 3 == 1) == isSecond;
+    auto place = PlaceOf(isInside ? 'i' : 'o');
+    place.y += isSecond ? 1 / 32.0 : 0;
+    return place;
+}
+
 TEST_P(FamilyTest, ForgetsObjectsThatAreGone) {
-    auto const rule = MakeRule(GetParam(), {Text("name", "soak")});
+    // So that the second frame of an object is enough for an event.
+    static std::map<std::string, Settings> settingsOf{{"Direction", {Real("heading", 180), Time("window", 200)}},
+                                                      {"Dwell", {Time("duration", 0)}},
+                                                      {"Enter", {Time("settle", 0)}},
+                                                      {"Exit", {Time("settle", 0)}},
+                                                      {"LineCross", {Time("settle", 0)}},
+                                                      {"Speed", {Real("minimum", 0.1), Time("window", 200)}},
+                                                      {"Stopped", {Time("duration", 0)}}};
+    auto const rule = MakeRule(GetParam(), settingsOf[GetParam()]);
+    Set(rule, Text("name", "soak"));
     auto const zone = ZoneFor(*rule);
     constexpr unsigned int Objects = QEL_SOAK_OBJECTS;
     constexpr unsigned int AtOnce = 10;
     std::size_t most = 0;
     std::size_t mostEarly = 0;
+    std::size_t reported = 0;
     auto const before = LiveBytes();
     for (unsigned int first = 0; first < Objects; first += AtOnce) {
         meta::Meta const frame(At(std::int64_t{first} * 10));  // 100 ms from frame to frame
         frame.Append(zone);
-        for (unsigned int id = first; id < first + AtOnce; ++id) {
-            frame.Append(Standing(id, PlaceOf(id % 2 == 0 ? 'i' : 'o')));
+        for (unsigned int id = first < AtOnce ? 0 : first - AtOnce; id < first + AtOnce; ++id) {
+            frame.Append(Standing(id, PlaceInSoak(id, id < first)));
         }
-        rule->Process(frame);
+        reported += rule->Process(frame).size();
         most = std::max(most, LiveBytes() - before);
         if (first < Objects / 10) {
             mostEarly = most;
         }
     }
     EXPECT_LE(most, mostEarly + mostEarly / 10) << "bytes, at most, over the whole run and over its first tenth";
+    EXPECT_GE(reported, Objects / AtOnce - 1) << "at least one in each frame but the first";
 }
 
 }  // namespace

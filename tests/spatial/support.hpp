@@ -133,6 +133,8 @@ public:
         return words;
     }
 
+    std::vector<std::shared_ptr<object::Object>> const& GetLast() const { return last; }
+
     /// The events of the last frame, whole.
     std::vector<std::string> Describe() { return describe.Each(last); }
 
