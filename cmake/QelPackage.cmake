@@ -7,6 +7,7 @@ set(packages
     "host=qel=video=the command-line program")
 
 set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_DIRECTORY "${PROJECT_BINARY_DIR}")
 set(CPACK_PACKAGE_CONTACT "the qel authors <authors@qel.invalid>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_STRIP_FILES ON)
