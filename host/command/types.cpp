@@ -8,6 +8,7 @@
 
 #include "host/command/action.hpp"
 #include "host/failure.hpp"
+#include "host/rules/json_schema.hpp"
 #include "host/rules/type_catalogue.hpp"
 #include "host/system/output.hpp"
 
@@ -18,6 +19,7 @@ namespace {
 struct Options {
     std::string name;
     bool json = false;
+    bool jsonSchema = false;
     std::string plugins;
 };
 
@@ -86,26 +88,37 @@ nlohmann::ordered_json ToJson(ObservableType const& type) {
     return json;
 }
 
+/// A description of a plug-in's that is not UTF-8 does not spoil the rest.
+std::string Print(nlohmann::ordered_json const& json) {
+    return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+std::vector<ObservableType> TypesOf(TypeCatalogue const& catalogue, Options const& options) {
+    if (options.name.empty()) {
+        return catalogue.GetTypes();
+    }
+    auto const* const type = catalogue.Find(options.name);
+    if (type == nullptr) {
+        std::string const nearest = catalogue.FindNearest(options.name);
+        throw CommandLineError(fmt::format("no type is called \"{}\"{}", options.name,
+                                           nearest.empty() ? "" : fmt::format("; did you mean \"{}\"?", nearest)));
+    }
+    return {*type};
+}
+
 int Types(Options const& options) {
     TypeCatalogue::LoadPlugins(options.plugins);
     TypeCatalogue const catalogue;
-    auto types = catalogue.GetTypes();
-    if (!options.name.empty()) {
-        auto const* const type = catalogue.Find(options.name);
-        if (type == nullptr) {
-            std::string const nearest = catalogue.FindNearest(options.name);
-            throw CommandLineError(fmt::format("no type is called \"{}\"{}", options.name,
-                                               nearest.empty() ? "" : fmt::format("; did you mean \"{}\"?", nearest)));
-        }
-        types = {*type};
-    }
+    auto const types = TypesOf(catalogue, options);
     Output output("-");
-    if (options.json) {
+    if (options.jsonSchema) {
+        output.Write(Print(MakeJsonSchema(catalogue)));
+    } else if (options.json) {
         auto list = nlohmann::ordered_json::array();
         for (auto const& type : types) {
             list.push_back(ToJson(type));
         }
-        output.Write(list.dump(2) + "\n");
+        output.Write(Print(list));
     } else {
         for (std::size_t at = 0; at < types.size(); ++at) {
             output.Write((at == 0 ? "" : "\n") + Describe(types[at]));
@@ -120,15 +133,19 @@ int Types(Options const& options) {
 void AddTypes(CLI::App& program, Action& action) {
     auto const options = std::make_shared<Options>();
     auto* const command = program.add_subcommand("types", "List the types of rules with their settings");
-    command->add_option("NAME", options->name, "Only this type");
-    command->add_flag("--json", options->json, "As JSON, for programs");
+    auto* const name = command->add_option("NAME", options->name, "Only this type");
+    auto* const json = command->add_flag("--json", options->json, "As JSON, for programs");
+    command->add_flag("--json-schema", options->jsonSchema, "A JSON Schema of rule files instead, for editors")
+        ->excludes(name)
+        ->excludes(json);
     AddPluginsOption(*command, options->plugins);
     command->footer(
         "A setting of the type \"rule\" takes the name of another rule, one of the type \"polygon\" or \"line\" the\n"
         "name or id of such a zone. Exit: 0, 2 for a wrong command line or an unknown type.\n\n"
         "  qel types\n"
         "  qel types qel.observable.Previous\n"
-        "  qel types --json | jq -r '.[].type'");
+        "  qel types --json | jq -r '.[].type'\n"
+        "  qel types --json-schema > rules.schema.json");
     command->callback([options, &action] { action = [options] { return Types(*options); }; });
 }
 

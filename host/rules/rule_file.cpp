@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
 #include <span>
 #include <stdexcept>
 #include <unordered_map>
@@ -23,10 +22,6 @@ namespace {
 
 using Kind = json::Value::Kind;
 using Shape = meta::data::Zone::Shape;
-
-constexpr std::uint64_t HighestChannel = std::numeric_limits<std::uint16_t>::max();
-constexpr std::uint64_t HighestZone = observable::UnsetId - 1;
-constexpr std::uint64_t HighestRetriggerTime = std::numeric_limits<std::int64_t>::max();
 
 /// The channels on which something of the file exists.
 struct Scope {
@@ -147,7 +142,8 @@ private:
 
 RuleFile Reader::Read(json::Value const& root) {
     ObjectReader const file(mistakes, root, "");
-    file.AllowOnly({"version", "zones", "retrigger_ms", "rules"});
+    file.AllowOnly({"$schema", "version", "zones", "retrigger_ms", "rules"});
+    file.FindText("$schema");  // for editors
     ReadVersion(file);
     RuleFile result;
     if (auto const time = file.FindInteger("retrigger_ms", HighestRetriggerTime)) {
@@ -186,8 +182,8 @@ void Reader::ReadVersion(ObjectReader const& file) {
 void Reader::ReadZone(json::Value const& value, std::string path) {
     ObjectReader const reader(mistakes, value, std::move(path));
     reader.AllowOnly({"channel", "id", "line", "name", "polygon"});
-    reader.Require("id", fmt::format("a whole number from 0 to {}", HighestZone));
-    auto const id = reader.FindInteger("id", HighestZone);
+    reader.Require("id", fmt::format("a whole number from 0 to {}", HighestZoneId));
+    auto const id = reader.FindInteger("id", HighestZoneId);
     auto const name = reader.FindText("name");
     auto const scope = ReadScope(reader);
 
@@ -220,7 +216,7 @@ std::vector<meta::data::Point> Reader::ReadPoints(ObjectReader const& zone, std:
         return {};
     }
     std::string_view const key = *shape == Shape::Line ? "line" : "polygon";
-    std::size_t const least = *shape == Shape::Line ? 2 : 3;
+    std::size_t const least = LeastPoints(*shape);
     auto const& list = zone.FindList(key);
     if (auto const* const value = zone.Find(key); value->kind == Kind::List && list.size() < least) {
         mistakes.Add(zone.PathOf(key), *value, {"too few points", fmt::format("{} points or more", least)});
@@ -389,7 +385,7 @@ std::shared_ptr<object::Object const> Reader::ReadZoneId(RuleEntry const& entry,
     Directory<std::uint32_t>::Entry const* byId = nullptr;
     if (value.kind == Kind::Text) {
         byName = FindFor(entry, setting, value, zoneNames, value.text);
-    } else if (value.kind == Kind::Integer && !value.negative && value.magnitude <= HighestZone) {
+    } else if (value.kind == Kind::Integer && !value.negative && value.magnitude <= HighestZoneId) {
         byId = FindFor(entry, setting, value, zoneIds, static_cast<std::uint32_t>(value.magnitude));
     } else {
         mistakes.Add(entry.reader.PathOf(setting.schema.GetName()), value,

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,8 +13,19 @@
 #include "foundation/object/object.hpp"
 #include "host/rules/mistake.hpp"
 #include "host/rules/type_catalogue.hpp"
+#include "observable/observable.hpp"
 
 namespace qel::host {
+
+// What a rule file may say at most.
+inline constexpr std::uint64_t HighestChannel = std::numeric_limits<std::uint16_t>::max();
+inline constexpr std::uint64_t HighestZoneId = observable::UnsetId - 1;
+inline constexpr std::uint64_t HighestRetriggerTime = std::numeric_limits<std::int64_t>::max();
+
+/// How many points a zone of this shape has at least.
+constexpr std::size_t LeastPoints(meta::data::Zone::Shape shape) {
+    return shape == meta::data::Zone::Shape::Line ? 2 : 3;
+}
 
 /// A rule of a rule file with everything but the ids that are known when its instance is made.
 struct Rule {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <boost/filesystem/operations.hpp>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -58,6 +59,25 @@ TEST(TypesTest, AreJsonForPrograms) {
     EXPECT_EQ(settings.back()["name"], "triggers_action");
     EXPECT_EQ(settings.back()["default"], true);
     EXPECT_GE(nlohmann::json::parse(RunQel({"types", "--json"}).out).size(), 5u);
+}
+
+TEST(TypesTest, AreAJsonSchemaForEditors) {
+    auto const outcome = RunQel({"types", "--json-schema"});
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(outcome.error, "");
+    auto const types = nlohmann::json::parse(outcome.out)["properties"]["rules"]["items"]["properties"]["type"]["enum"];
+    EXPECT_THAT(types, testing::IsSupersetOf({"qel.observable.And", "qel.observable.spatial.LineCross"}));
+    EXPECT_THAT(types, testing::Not(testing::Contains("qel.tests.plugin.One")));
+
+    TemporaryDirectory const directory;
+    boost::filesystem::copy_file(QEL_TEST_PLUGIN, directory / "libqel_observable_one.so");
+    EXPECT_THAT(RunQel({"types", "--json-schema", "--plugins", directory.GetPath().string()}).out,
+                HasSubstr("\"qel.tests.plugin.One\""));
+}
+
+TEST(TypesTest, AreAJsonSchemaOnlyAltogetherAndInsteadOfAList) {
+    EXPECT_EQ(RunQel({"types", "--json-schema", "--json"}).code, 2);
+    EXPECT_EQ(RunQel({"types", "--json-schema", "qel.observable.And"}).code, 2);
 }
 
 TEST(TypesTest, RefuseAnUnknownName) {

@@ -134,14 +134,25 @@ TEST_F(RuleFileTest, TellsOfMistakesAtItsTop) {
     EXPECT_THAT(Mistakes(R"({"rules": [], "zones": 4})"),
                 ElementsAre("r:1:24: zones: 4: wrong type; allowed: a list, [...]"));
     EXPECT_THAT(Mistakes(R"({"rules": [], "rulez": 4})"),
-                ElementsAre("r:1:15: rulez: 4: unknown key; allowed: retrigger_ms, rules, version, zones; did you mean "
-                            "\"rules\"?"));
+                ElementsAre("r:1:15: rulez: 4: unknown key; allowed: $schema, retrigger_ms, rules, version, zones; did "
+                            "you mean \"rules\"?"));
     EXPECT_THAT(Mistakes(R"({"rules": [], "rules": [{}]})"),
                 ElementsAre("r:1:15: rules: [{}]: repeated key; allowed: each key once"));
     EXPECT_THAT(Mistakes(R"({"rules": [4]})"),
                 ElementsAre("r:1:12: rules[0]: 4: wrong type; allowed: an object, {...}"));
     EXPECT_THAT(Mistakes(R"({"rules": [], "zones": [[]]})"),
                 ElementsAre("r:1:25: zones[0]: []: wrong type; allowed: an object, {...}"));
+}
+
+TEST_F(RuleFileTest, MayNameASchemaForEditors) {
+    EXPECT_THAT(Mistakes(R"({"$schema": "rules.schema.json", "rules": []})"), IsEmpty());
+    EXPECT_THAT(Mistakes(R"({"$schema": true, "rules": []})"),
+                ElementsAre("r:1:13: $schema: true: wrong type; allowed: a text that is not empty"));
+    EXPECT_THAT(Mistakes(R"({"$schema": "", "rules": []})"),
+                ElementsAre("r:1:13: $schema: \"\": empty; allowed: a text that is not empty"));
+    EXPECT_THAT(Mistakes(R"({"rules": [{"name": "a", "type": "qel.observable.Not", "$schema": "b"}]})"),
+                ElementsAre("r:1:56: rules[0].$schema: \"b\": unknown key; allowed: channel, input, name, "
+                            "triggers_action, type"));
 }
 
 TEST_F(RuleFileTest, TellsOfAnUnknownVersion) {
