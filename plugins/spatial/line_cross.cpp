@@ -1,54 +1,29 @@
 #include <algorithm>
 #include <array>
-#include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <tuple>
 #include <utility>
 #include <vector>
 
-#include <boost/container/small_vector.hpp>
-
 #include "foundation/type/registry/detail/scoped.hpp"
 #include "observable/properties/make.hpp"
 #include "observable/registry/get.hpp"
 #include "plugins/spatial/path_source.hpp"
+#include "plugins/spatial/polyline.hpp"
 #include "plugins/spatial/settings.hpp"
 
 namespace qel::observable::spatial {
 
 namespace {
 
-using Hands = boost::container::small_vector<Hand, 8>;
-
-constexpr Hand Opposite(Hand hand) { return static_cast<Hand>(-static_cast<signed char>(hand)); }
-
-/// On which hand of a movement each point of a line is. A point of the line that the movement passes over counts as one
-/// on its right, so that passing where two pieces meet is passing one of them. An end of the line counts as being on
-/// the other hand than the rest: the ends belong to the line.
-Hands HandsOfMovement(Point from, Point to, Line const& line) {
-    Hands hands;
-    for (auto const& point : line) {
-        hands.push_back(HandOf(from, to, point));
-    }
-    auto const isOff = [](Hand hand) { return hand != Hand::None; };
-    auto const first = std::find_if(hands.begin(), hands.end(), isOff);
-    if (first == hands.end()) {
-        return hands;
-    }
-    auto const last = std::find_if(hands.rbegin(), hands.rend(), isOff).base() - 1;
-    std::fill(hands.begin(), first, Opposite(*first));
-    std::fill(last + 1, hands.end(), Opposite(*last));
-    std::replace(first, last, Hand::None, Hand::Right);
-    return hands;
-}
-
 /// Reports that an object has crossed a line: it had settled on one side and then settled on the other, where the
 /// movement to that side met the line.
 ///
 /// The sides of a line of one piece are those of the endless line through it, so who walks around its end changes sides
-/// without crossing it. A longer line has no such sides: a movement changes sides when it meets the line an odd number
-/// of times, in the direction in which it met the first piece. A point on the line keeps the side from which it came.
+/// without crossing it. A longer line has no such sides: where an object is first seen off the line is one side, and it
+/// changes sides when it meets the line an odd number of times, in the direction in which it met the first piece. A
+/// point on the line keeps the side from which it came; on no side if it came from none.
 class LineCross : public PathSource {
 public:
     static constexpr char const* ClassTypeName = "qel.observable.spatial.LineCross";
@@ -65,12 +40,6 @@ public:
     static std::vector<property::Schema> MakeProperties();
 
 private:
-    /// What a movement does with the line: whether it meets it an odd number of times, and to which hand of it the
-    /// first meeting leads.
-    struct Meeting {
-        bool odd = false;
-        Hand towards = Hand::None;
-    };
     struct Direction {
         char const* name;
         Hand towards;  // None for both
@@ -79,11 +48,14 @@ private:
                                            Direction{"right_to_left", Hand::Left}};
 
     void SeeZone(meta::data::Zone const& zone) override;
-    Step Move(Path& path, bool isFirst, Point to, meta::data::Zone const& zone) const override;
-    static Meeting Meet(Path& path, bool isFirst, Point to, Line const& line);
+    Step Move(Path& path, Point to, meta::data::Zone const& zone) const override;
+    Step MoveAtPiece(Path const& path, Point to) const;
+    Step MoveAtPieces(Path& path, Point to) const;
+    bool IsAskedFor(Hand towards) const { return direction->towards == Hand::None || direction->towards == towards; }
 
     Direction const* direction = &Directions[0];
-    Line lineSeen;
+    Line pointsSeen;
+    Polyline line{Line()};
 };
 
 type::registry::detail::Scoped<LineCross, type::Registry<registry::Info>> const registration(registry::Get());
@@ -107,55 +79,45 @@ void LineCross::SetDirection(std::string name) {
 }
 
 void LineCross::SeeZone(meta::data::Zone const& zone) {
-    if (zone.GetPoints() != lineSeen) {
+    if (zone.GetPoints() != pointsSeen) {
         Forget();  // sides of another line mean nothing
-        lineSeen = zone.GetPoints();
+        pointsSeen = zone.GetPoints();
+        line = Polyline(pointsSeen);
     }
 }
 
-PathSource::Step LineCross::Move(Path& path, bool isFirst, Point to, meta::data::Zone const& zone) const {
-    auto const& line = zone.GetPoints();
-    if (line.size() < 2) {
-        return {.side = 0};
-    }
-    auto const meeting = Meet(path, isFirst, to, line);
-    auto const end = [&]() -> Side {
-        if (path.pieceSides.size() == 1) {
-            return path.pieceSides.front();
-        }
-        if (isFirst) {
-            return 1;
-        }
-        return static_cast<Side>(meeting.odd ? -path.side : path.side);
-    };
-    bool const counts = direction->towards == Hand::None || direction->towards == meeting.towards;
-    return {.side = end(), .isReported = meeting.odd && counts};
+PathSource::Step LineCross::Move(Path& path, Point to, meta::data::Zone const&) const {
+    auto const points = line.GetPoints().size();
+    return points < 2 ? Step{.side = 0} : points == 2 ? MoveAtPiece(path, to) : MoveAtPieces(path, to);
 }
 
-LineCross::Meeting LineCross::Meet(Path& path, bool isFirst, Point to, Line const& line) {
-    path.pieceSides.resize(line.size() - 1, static_cast<Side>(Hand::None));
-    Hands const hands = isFirst ? Hands(line.size(), Hand::None) : HandsOfMovement(path.anchor, to, line);
-    Meeting meeting;
-    double firstMet = 0;
-    for (std::size_t piece = 0; piece + 1 < line.size(); ++piece) {
-        auto const before = static_cast<Hand>(path.pieceSides[piece]);
-        auto after = HandOf(line[piece], line[piece + 1], to);
-        if (after == Hand::None) {
-            after = before;
-        }
-        path.pieceSides[piece] = static_cast<Side>(after);
-        if (before == Hand::None || before == after || hands[piece] == hands[piece + 1]) {
-            continue;
-        }
-        double const distance = DistanceFrom(line[piece], line[piece + 1], path.anchor);
-        double const met = distance / (distance + DistanceFrom(line[piece], line[piece + 1], to));
-        if (meeting.towards == Hand::None || met < firstMet) {
-            meeting.towards = after;
-            firstMet = met;
-        }
-        meeting.odd = !meeting.odd;
+PathSource::Step LineCross::MoveAtPiece(Path const& path, Point to) const {
+    Point const first = line.GetPoints().front();
+    Point const last = line.GetPoints().back();
+    Hand const hand = HandOf(first, last, to);
+    auto const side = static_cast<Side>(hand);
+    if (hand == Hand::None || path.side == 0 || path.side == side) {
+        return {.side = hand == Hand::None ? path.side : side};
     }
-    return meeting;
+    // Right over an end is over the line: an end straight ahead or behind is on another hand than the other one.
+    bool const crosses = HandOf(path.anchor, to, first) != HandOf(path.anchor, to, last);
+    return {.side = side, .isReported = crosses && IsAskedFor(hand)};
+}
+
+PathSource::Step LineCross::MoveAtPieces(Path& path, Point to) const {
+    bool const isOn = line.IsOn(to);
+    if (path.side == 0) {
+        return {.side = static_cast<Side>(isOn ? 0 : 1)};
+    }
+    path.meeting.Add(line.Meet(path.anchor, to));
+    if (isOn) {
+        return {.side = path.side};
+    }
+    auto const meeting = std::exchange(path.meeting, {});
+    if (!meeting.IsCrossing()) {
+        return {.side = path.side};
+    }
+    return {.side = static_cast<Side>(-path.side), .isReported = IsAskedFor(meeting.towards)};
 }
 
 }  // namespace

@@ -33,9 +33,8 @@ Events PathSource::Process(meta::Meta const& frame) {
             }
         }
     }
-    std::erase_if(paths, [&](auto const& each) {
-        return each.second.frame < frameNumber && meta::Elapsed(each.second.time, now) > LongestStep;
-    });
+    std::erase_if(
+        paths, [&](auto const& each) { return each.second.frame < frameNumber && meta::Elapsed(each.second.time, now) > LongestStep; });
     return events;
 }
 
@@ -43,7 +42,7 @@ bool PathSource::Advance(Path& path, bool isFirst, Point to, meta::Timestamp now
     if (isFirst) {
         path = Path{};
     }
-    auto const step = Move(path, isFirst, to, zone);
+    auto const step = Move(path, to, zone);
     bool happened = step.isOccurrence && path.settled == step.side;
     if (isFirst || step.side != path.side || step.interruptsStay) {
         path.side = step.side;

@@ -8,8 +8,7 @@
 #include <string>
 #include <vector>
 
-#include <boost/container/small_vector.hpp>
-
+#include "plugins/spatial/polyline.hpp"
 #include "plugins/spatial/source.hpp"
 
 namespace qel::observable::spatial {
@@ -42,11 +41,11 @@ protected:
         std::uint64_t frame = 0;  // of the last sample
         meta::Timestamp time;
         Point anchor;
-        Side side = 0;
+        Side side = 0;  // on none before the first sample
         meta::Timestamp stayStart;
         bool entryReported = false;  // whether the movement that began the stay is one to report
         std::optional<Side> settled;
-        boost::container::small_vector<Side, 2> pieceSides;  // of each piece of a line
+        Meeting meeting;  // with a line of several pieces, while the path is on it
     };
 
     /// What one movement does.
@@ -63,9 +62,9 @@ protected:
 
     /// The next frame has come with this zone.
     virtual void SeeZone(meta::data::Zone const& zone);
-    /// The movement of a path to its next anchor; from its last one, unless it is the path's first. May change
-    /// `pieceSides` only.
-    virtual Step Move(Path& path, bool isFirst, Point to, meta::data::Zone const& zone) const = 0;
+    /// The movement of a path from its last anchor to its next, or its beginning at its first: then it is on no side.
+    /// May change `meeting` only.
+    virtual Step Move(Path& path, Point to, meta::data::Zone const& zone) const = 0;
 
     void Forget() { paths.clear(); }
 

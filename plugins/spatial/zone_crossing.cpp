@@ -18,11 +18,10 @@ std::vector<property::Schema> ZoneCrossing::MakeCrossingProperties() {
     return properties::Make(std::move(schemas), true);
 }
 
-PathSource::Step ZoneCrossing::Move(Path& path, bool isFirst, Point to, meta::data::Zone const& zone) const {
+PathSource::Step ZoneCrossing::Move(Path& path, Point to, meta::data::Zone const& zone) const {
     auto const& polygon = zone.GetPoints();
     Side const side = Contains(polygon, to) ? Inside : Outside;
-    bool const through =
-        byPath && !isFirst && side == Outside && path.side == Outside && Meets(polygon, path.anchor, to);
+    bool const through = byPath && side == Outside && path.side == Outside && Meets(polygon, path.anchor, to);
     return {.side = side, .isReported = side == reported, .isOccurrence = through, .interruptsStay = through};
 }
 

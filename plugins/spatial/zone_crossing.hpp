@@ -26,7 +26,7 @@ protected:
     static std::vector<property::Schema> MakeCrossingProperties();
 
 private:
-    Step Move(Path& path, bool isFirst, Point to, meta::data::Zone const& zone) const override;
+    Step Move(Path& path, Point to, meta::data::Zone const& zone) const override;
 
     Side const reported;
     bool byPath = false;

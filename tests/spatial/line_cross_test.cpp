@@ -1,6 +1,15 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <optional>
+#include <tuple>
+#include <utility>
+#include <vector>
+
 #include "tests/spatial/support.hpp"
+#include "tests/support/random.hpp"
 
 namespace qel::tests::spatial {
 namespace {
@@ -30,7 +39,7 @@ INSTANTIATE_TEST_SUITE_P(
         Timeline{"StayingOnOneSideIsNone", AtOnce, "olol", "----"},
         Timeline{"APointOnTheLineKeepsItsSide", AtOnce, "oiiro", "---AB"},
         Timeline{"TouchingTheLineIsNoCrossing", AtOnce, "oio", "---"},
-        Timeline{"BeginningOnTheLineIsNoSide", AtOnce, "ir", "--"},
+        Timeline{"BeginningOnTheLineIsNoSide", AtOnce, "iiro", "---A"},
         Timeline{"BothSidesMustBeSettled", {}, "ooorrrooo", "-----A--B"},
         Timeline{"AShortVisitIsNone", {}, "ooorrooo", "--------"},
         Timeline{"AnUnsettledStartIsNoSide", {}, "oorrr", "-----"},
@@ -82,6 +91,8 @@ TEST_P(LineCrossPathTest, ReportsEachCrossingInOneDirectionOnly) {
 
 std::vector<Point> const Bar{{0.25, 0.5}, {0.75, 0.5}};
 std::vector<Point> const Roof{{0.25, 0.75}, {0.5, 0.25}, {0.75, 0.75}};
+std::vector<Point> const Corner{{0.0, 0.5}, {0.5, 0.5}, {0.5, 1.0}};
+std::vector<Point> const Plateau{{0.0, 1.0}, {0.25, 0.5}, {0.75, 0.5}, {1.0, 1.0}};
 std::vector<Point> const Stairs{{0.0, 0.25}, {0.25, 0.25}, {0.25, 0.5}, {0.5, 0.5}, {0.5, 0.75}, {0.75, 0.75}};
 
 INSTANTIATE_TEST_SUITE_P(
@@ -134,6 +145,162 @@ INSTANTIATE_TEST_SUITE_P(
                          "--A"}),
     [](auto const& info) { return std::string(info.param.name); });
 
+// Samples exactly on the line, points of the line exactly on the way, and ways along the line.
+INSTANTIATE_TEST_SUITE_P(
+    Contact, LineCrossPathTest,
+    testing::Values(
+        Path{"OntoTheTopFromInsideAndOffOutside", Roof, {{0.5, 0.5}, {0.5, 0.25}, {0.75, 0.25}}, "--A"},
+        Path{"OntoTheTopFromInsideAndBack", Roof, {{0.5, 0.5}, {0.5, 0.25}, {0.5, 0.75}}, "---"},
+        Path{"FromTheTopDownAlongAPieceAndBackOutside",
+             Roof,
+             {{0.5, 0.125}, {0.5, 0.25}, {0.625, 0.5}, {0.75, 0.5}},
+             "----"},
+        Path{"FromTheTopDownAlongAPieceAndOffInside",
+             Roof,
+             {{0.5, 0.125}, {0.5, 0.25}, {0.625, 0.5}, {0.5, 0.5}},
+             "---A"},
+        Path{"AlongAPieceAndPastTheCornerOutside",
+             Corner,
+             {{0.25, 0.25}, {0.25, 0.5}, {0.75, 0.5}, {0.75, 0.25}},
+             "----"},
+        Path{"FromInsideAlongAPieceAndPastTheCorner",
+             Corner,
+             {{0.25, 0.75}, {0.25, 0.5}, {0.75, 0.5}, {0.75, 0.25}},
+             "--A-"},
+        Path{"AlongThePlateauFromInsideToOutside", Plateau, {{0.5, 0.75}, {0.5, 0.5}, {0.9, 0.5}, {0.9, 0.25}}, "--A-"},
+        Path{"FromTheExtensionOfAPieceOntoItAndInside", Plateau, {{0.0, 0.5}, {0.5, 0.5}, {0.5, 0.75}}, "--A"},
+        Path{"ASampleOnTheLineInEveryFrameIsNoSide", Roof, {{0.375, 0.5}, {0.5, 0.25}, {0.625, 0.5}}, "---"},
+        Path{"BeginningOnTheLineIsNoSide", Roof, {{0.375, 0.5}, {0.5, 0.5}, {0.25, 0.5}}, "--A"},
+        Path{"OntoAnEndAndOn", Roof, {{0.125, 0.75}, {0.25, 0.75}, {0.375, 0.75}}, "--A"},
+        Path{"OntoAnEndAndBack", Roof, {{0.125, 0.75}, {0.25, 0.75}, {0.125, 0.75}}, "---"}),
+    [](auto const& info) { return std::string(info.param.name); });
+
+std::vector<Point> const Ring{{0.25, 0.25}, {0.75, 0.25}, {0.75, 0.75}, {0.25, 0.75}, {0.25, 0.25}};
+/// A letter P: its last end touches the middle of its first piece.
+std::vector<Point> const Loop{{0.5, 1.0}, {0.5, 0.0}, {0.75, 0.0}, {0.75, 0.5}, {0.5, 0.5}};
+
+// Lines that close: their ends are no ends.
+INSTANTIATE_TEST_SUITE_P(
+    Closed, LineCrossPathTest,
+    testing::Values(
+        Path{"InThroughTheJointAndOut", Ring, {{0.125, 0.125}, {0.5, 0.5}, {0.5, 0.9}}, "-AB"},
+        Path{"OntoTheJointAndIn", Ring, {{0.125, 0.125}, {0.25, 0.25}, {0.5, 0.5}}, "--A"},
+        Path{"OntoTheJointAndOff", Ring, {{0.125, 0.125}, {0.25, 0.25}, {0.25, 0.125}}, "---"},
+        Path{"AlongAnEdgeThroughTheJoint", Ring, {{0.125, 0.25}, {0.5, 0.25}, {0.5, 0.5}}, "--A"},
+        Path{"ThereAndBackIsNoLineToCross",
+             {{0.25, 0.5}, {0.75, 0.5}, {0.25, 0.5}},
+             {{0.25, 0.25}, {0.25, 0.75}, {0.5, 0.25}, {0.75, 0.75}},
+             "----"},
+        Path{"ThroughATouchingEndIntoTheLoop", Loop, {{0.375, 0.625}, {0.625, 0.375}}, "-A"},
+        Path{"OntoATouchingEndFromTheLoopAndOff", Loop, {{0.625, 0.375}, {0.5, 0.5}, {0.625, 0.625}}, "--A"}),
+    [](auto const& info) { return std::string(info.param.name); });
+
+// Along the first or last piece, past the end that nothing else touches: that is around the line.
+INSTANTIATE_TEST_SUITE_P(
+    AroundAnEnd, LineCrossPathTest,
+    testing::Values(Path{"OffFromAboveAndBackAbove",
+                         Plateau,
+                         {{0.125, 0.5}, {0.125, 0.75}, {-0.125, 1.25}, {-0.25, 1.0}, {0.125, 0.5}},
+                         "-----"},
+                    Path{"OffFromBelowAndBackBelow",
+                         Plateau,
+                         {{0.25, 0.75}, {0.125, 0.75}, {-0.125, 1.25}, {0.0, 1.25}, {0.25, 0.75}},
+                         "-----"},
+                    Path{"OnAndOffAbove", Plateau, {{-0.125, 1.25}, {0.125, 0.75}, {0.125, 0.5}}, "---"},
+                    Path{"OnAndOffBelow", Plateau, {{-0.125, 1.25}, {0.125, 0.75}, {0.25, 0.75}}, "---"},
+                    Path{"FromEndToEnd",
+                         {{0.25, 0.5}, {0.5, 0.5}, {0.75, 0.5}},
+                         {{0.5, 0.25}, {0.125, 0.5}, {0.875, 0.5}, {0.5, 0.75}, {0.5, 0.25}},
+                         "----A"}),
+    [](auto const& info) { return std::string(info.param.name); });
+
+/// Whether a point that is not on a closed line is inside of it, where inside is what an odd number of turns enclose.
+/// Exact for whole numbers.
+bool IsInside(std::vector<Point> const& ring, Point point) {
+    bool inside = false;
+    for (std::size_t at = 0; at < ring.size(); ++at) {
+        Point const& first = ring[at];
+        Point const& last = ring[(at + 1) % ring.size()];
+        if ((first.y > point.y) != (last.y > point.y)) {
+            double const turn = (last.x - first.x) * (point.y - first.y) - (last.y - first.y) * (point.x - first.x);
+            inside = inside != ((turn > 0) == (last.y > first.y));
+        }
+    }
+    return inside;
+}
+
+bool IsOn(std::vector<Point> const& line, Point point) {
+    for (std::size_t at = 0; at + 1 < line.size(); ++at) {
+        auto const [left, right] = std::minmax(line[at].x, line[at + 1].x);
+        auto const [top, bottom] = std::minmax(line[at].y, line[at + 1].y);
+        double const turn = (line[at + 1].x - line[at].x) * (point.y - line[at].y) -
+                            (line[at + 1].y - line[at].y) * (point.x - line[at].x);
+        if (turn == 0 && point.x >= left && point.x <= right && point.y >= top && point.y <= bottom) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::vector<Point> PointsAtRandom(Random& random, std::size_t count) {
+    std::vector<Point> points;
+    for (std::size_t at = 0; at < count; ++at) {
+        points.push_back({static_cast<double>(random.Below(5)), static_cast<double>(random.Below(5))});
+    }
+    return points;
+}
+
+/// On a grid this small most paths touch the line, run along it or pass over its points.
+void ExpectEventsWhereTheInsideChanges(std::vector<Point> const& line, std::vector<Point> const& ring,
+                                       std::vector<Point> const& path) {
+    std::string expected;
+    std::optional<bool> wasInside;
+    char next = 'A';
+    for (auto const& point : path) {
+        bool const isOff = !IsOn(line, point);
+        bool const inside = isOff && IsInside(ring, point);
+        expected += isOff && wasInside && *wasInside != inside ? next++ : '-';
+        if (isOff) {
+            wasInside = inside;
+        }
+    }
+    EXPECT_EQ(PlayPath(line, path, AtOnce), expected)
+        << "line " << testing::PrintToString(line) << ", path " << testing::PrintToString(path);
+}
+
+TEST(LineCrossRandomTest, WhoCrossesAClosedLineChangesBetweenInsideAndOutside) {
+    RunAtRandom(5'000, [](Random& random) {
+        auto ring = PointsAtRandom(random, 2 + random.Below(5));
+        ring.push_back(ring.front());
+        ExpectEventsWhereTheInsideChanges(ring, ring, PointsAtRandom(random, 6));
+    });
+}
+
+TEST(LineCrossRandomTest, WhoCrossesALineWithFarEndsChangesBetweenAboveAndBelow) {
+    RunAtRandom(5'000, [](Random& random) {
+        auto line = PointsAtRandom(random, 1 + random.Below(5));
+        line.insert(line.begin(), {-1000, line.front().y});
+        line.push_back({1000, line.back().y});
+        auto ring = line;
+        ring.insert(ring.end(), {{1000, 1000}, {-1000, 1000}});
+        ExpectEventsWhereTheInsideChanges(line, ring, PointsAtRandom(random, 6));
+    });
+}
+
+TEST(LineCrossRandomTest, AStraightLineIsCrossedInPiecesAsItIsWhole) {
+    RunAtRandom(5'000, [](Random& random) {
+        std::vector<Point> const whole{{1, 2}, {3, 2}};
+        std::vector<Point> const inPieces{{1, 2}, {2, 2}, {3, 2}};
+        auto path = PointsAtRandom(random, 6);
+        for (auto& point : path) {
+            if (point.y == 2 && !IsOn(whole, point)) {
+                point.y = 3;  // straight ahead of the line is on no side of it
+            }
+        }
+        EXPECT_EQ(PlayPath(inPieces, path, AtOnce), PlayPath(whole, path, AtOnce)) << testing::PrintToString(path);
+    });
+}
+
 TEST(LineCrossTest, LeftAndRightAreThoseOfAWalkerFromTheFirstPointToTheLast) {
     // From left to right through the picture, the right hand is below.
     Player player(MakeRule("LineCross", {Time("settle", 0), Text("direction", "left_to_right")}), Line(Bar));
@@ -150,6 +317,41 @@ TEST(LineCrossTest, TheDirectionIsThatOfTheFirstPieceMet) {
         EXPECT_EQ(PlayPath(zigzag, {{0.5, 0.0}, {0.5, 0.75}}, settings), down);
         EXPECT_EQ(PlayPath(zigzag, {{0.5, 0.75}, {0.5, 0.0}}, settings), up);
     }
+    // From outside both ways lead first to its left.
+    std::vector<Point> const spiral{{0.25, 0.5}, {1.0, 0.5}, {1.0, 0.25}, {0.0, 0.25}, {0.0, 0.75}, {0.75, 0.75}};
+    for (auto const& [direction, reported] :
+         std::vector<std::pair<std::string, std::string>>{{"left_to_right", "--"}, {"right_to_left", "-A"}}) {
+        Settings const settings{Time("settle", 0), Text("direction", direction)};
+        EXPECT_EQ(PlayPath(spiral, {{0.5, 0.0}, {0.5, 1.0}}, settings), reported);
+        EXPECT_EQ(PlayPath(spiral, {{0.5, 1.0}, {0.5, 0.0}}, settings), reported);
+    }
+}
+
+TEST(LineCrossTest, OverAJointIsAcrossTheLineOrNotWhateverTheSlope) {
+    Point const joint{0.3, 0.7};
+    auto const around = [&](double degrees) {
+        double const angle = degrees * std::numbers::pi / 180;
+        return Point{joint.x + 0.2 * std::cos(angle), joint.y + 0.2 * std::sin(angle)};
+    };
+    std::vector<Point> const line{around(100), joint, around(260)};
+    double const slope = std::atan(std::numbers::sqrt2) * 180 / std::numbers::pi;
+    for (double const start : {0.0, 0.5, slope}) {
+        for (double degrees = start; degrees < 360; ++degrees) {
+            bool const touches = std::abs(degrees - 90) < 10 || std::abs(degrees - 270) < 10;
+            bool const runsAlong =
+                std::abs(std::abs(degrees - 90) - 10) < 1e-9 || std::abs(std::abs(degrees - 270) - 10) < 1e-9;
+            if (!runsAlong) {
+                EXPECT_EQ(PlayPath(line, {around(degrees), around(degrees + 180)}, AtOnce), touches ? "--" : "-A")
+                    << degrees;
+                EXPECT_EQ(PlayPath(line, {around(degrees), joint, around(degrees + 180)}, AtOnce),
+                          touches ? "---" : "--A")
+                    << degrees;
+            }
+        }
+    }
+    EXPECT_EQ(PlayPath({{0.0, 0.5}, {0.25, 0.25 * std::numbers::sqrt2}, {0.5, 0.25}},
+                       {{0.0, 0.0}, {0.5, 0.5 * std::numbers::sqrt2}}, AtOnce),
+              "-A");
 }
 
 TEST(LineCrossTest, ALineOfOnePointOrNoneIsCrossedByNobody) {
@@ -162,6 +364,42 @@ TEST(LineCrossTest, ALineOfOnePointOrNoneIsCrossedByNobody) {
 TEST(LineCrossTest, AnAreaIsNoLine) {
     Player player(MakeRule("LineCross", AtOnce), Square());
     EXPECT_EQ(player.Play("oror"), "----");
+}
+
+TEST(LineCrossTest, WhoSettlesOnTheOtherSideAroundTheEndHasNotCrossed) {
+    Point const above{0.5, 0.25};
+    Point const below{0.5, 0.75};
+    Point const aboveBeside{0.1, 0.25};
+    Point const belowBeside{0.1, 0.75};
+    std::vector<Point> around{above, above, above, aboveBeside, belowBeside, below, below, below};
+    EXPECT_EQ(PlayPath(Bar, around, {}), "--------");
+    around.insert(around.end(), {above, above, above});
+    EXPECT_EQ(PlayPath(Bar, around, {}), "----------A") << "from the side that was settled around the end";
+    // What began a stay that was too short does not count for the next one.
+    EXPECT_EQ(PlayPath(Bar, {above, above, above, below, above, aboveBeside, belowBeside, below, below, below}, {}),
+              "----------");
+}
+
+TEST(LineCrossTest, AFrameWithoutTheLineIsAFrameWithoutObjects) {
+    Player player(MakeRule("LineCross", AtOnce), Upright());
+    EXPECT_EQ(player.Play("o"), "-");
+    auto const line = std::exchange(player.zone, nullptr);
+    EXPECT_EQ(player.Play("r"), "-");
+    player.zone = line;
+    EXPECT_EQ(player.Play("r"), "A");
+    player.zone = nullptr;
+    EXPECT_EQ(player.Play("....."), "-----");
+    player.zone = line;
+    EXPECT_EQ(player.Play("o"), "-") << "600 ms later the id starts anew";
+}
+
+TEST(LineCrossTest, StaysDoNotLastWhileTimeStandsStillOrRunsBackwards) {
+    Player player(MakeRule("LineCross"), Upright());
+    EXPECT_EQ(player.Play("oooo"), "----");
+    EXPECT_EQ(player.Play("rrrr", 0), "----") << "all at 400 ms";
+    EXPECT_EQ(player.Play("rrr", -100), "---");
+    player.time = 599;
+    EXPECT_EQ(player.Play("rr", 1), "-A");
 }
 
 TEST(LineCrossTest, AnotherLineStartsAnew) {
