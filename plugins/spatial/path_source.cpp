@@ -9,6 +9,11 @@ namespace {
 
 constexpr std::chrono::milliseconds LongestStep{500};
 
+/// Whether two samples that are not in consecutive frames belong to different paths. Time may have run backwards.
+bool AreFarApart(meta::Timestamp left, meta::Timestamp right) {
+    return meta::Elapsed(left, right) > LongestStep || meta::Elapsed(right, left) > LongestStep;
+}
+
 }  // namespace
 
 void PathSource::AddSettleProperty(std::vector<property::Schema>& schemas) {
@@ -27,14 +32,14 @@ Events PathSource::Process(meta::Meta const& frame) {
         for (auto const& sighting : FindObjects(frame)) {
             auto const [at, isNew] = paths.try_emplace(sighting.object->GetId());
             auto& path = at->second;
-            bool const isFirst = isNew || (path.frame + 1 < frameNumber && meta::Elapsed(path.time, now) > LongestStep);
+            bool const isFirst = isNew || (path.frame + 1 < frameNumber && AreFarApart(path.time, now));
             if (Advance(path, isFirst, sighting.anchor, now, *zone)) {
                 events.push_back(MakeEvent(std::nullopt, now, now, {sighting}, zone));
             }
         }
     }
     std::erase_if(
-        paths, [&](auto const& each) { return each.second.frame < frameNumber && meta::Elapsed(each.second.time, now) > LongestStep; });
+        paths, [&](auto const& each) { return each.second.frame < frameNumber && AreFarApart(each.second.time, now); });
     return events;
 }
 

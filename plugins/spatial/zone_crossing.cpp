@@ -21,7 +21,9 @@ std::vector<property::Schema> ZoneCrossing::MakeCrossingProperties() {
 PathSource::Step ZoneCrossing::Move(Path& path, Point to, meta::data::Zone const& zone) const {
     auto const& polygon = zone.GetPoints();
     Side const side = Contains(polygon, to) ? Inside : Outside;
-    bool const through = byPath && side == Outside && path.side == Outside && Meets(polygon, path.anchor, to);
+    // The polygon may have changed since the last frame: both ends must be outside of this one.
+    bool const through = byPath && side == Outside && path.side == Outside && !Contains(polygon, path.anchor) &&
+                         Meets(polygon, path.anchor, to);
     return {.side = side, .isReported = side == reported, .isOccurrence = through, .interruptsStay = through};
 }
 

@@ -54,14 +54,19 @@ INSTANTIATE_TEST_SUITE_P(
                         "ConsecutiveFramesAreOnePathHoweverFarApart", {}, "ooo________i_______i", "----A", "-----"}),
     NameOfCrossing);
 
-INSTANTIATE_TEST_SUITE_P(ByPath, ZoneCrossingTest,
-                         testing::Values(Crossing{"AMovementAcrossTellsBothAtOnce", AlongPaths, "oror", "-ABC", "-ABC"},
-                                         Crossing{"NotFromAnUnsettledOutside", AlongSettledPaths, "oro", "---", "---"},
-                                         Crossing{"FromASettledOutside", AlongSettledPaths, "ooor", "---A", "---A"},
-                                         Crossing{"AMovementIntoTheZoneIsAnEntryOnly", AlongPaths, "oi", "-A", "--"},
-                                         Crossing{"ALongJumpInTimeIsNoMovement", AlongPaths, "o.......r", "---------",
-                                                  "---------"}),
-                         NameOfCrossing);
+INSTANTIATE_TEST_SUITE_P(
+    ByPath, ZoneCrossingTest,
+    testing::Values(Crossing{"AMovementAcrossTellsBothAtOnce", AlongPaths, "oror", "-ABC", "-ABC"},
+                    Crossing{"ACrossingLeavesAnOutsideSettled", AlongSettledPaths, "ooororrr", "---ABC--", "---ABC--"},
+                    Crossing{"AnUnsettledEntryBreaksNothing", AlongSettledPaths, "oooior", "-----A", "-----A"},
+                    Crossing{"FromASettledInsideItOnlyBreaksTheStay", AlongSettledPaths, "iiioororrr", "----------",
+                             "---------A"},
+                    Crossing{"AlsoOverAFrameWithoutTheObject", AlongPaths, "o.r", "--A", "--A"},
+                    Crossing{"NotFromAnUnsettledOutside", AlongSettledPaths, "oro", "---", "---"},
+                    Crossing{"FromASettledOutside", AlongSettledPaths, "ooor", "---A", "---A"},
+                    Crossing{"AMovementIntoTheZoneIsAnEntryOnly", AlongPaths, "oi", "-A", "--"},
+                    Crossing{"ALongJumpInTimeIsNoMovement", AlongPaths, "o.......r", "---------", "---------"}),
+    NameOfCrossing);
 
 TEST(ZoneCrossingByPathTest, AStandingObjectCrossesNothing) {
     Player player(MakeRule("Enter", AlongPaths));
@@ -73,6 +78,32 @@ TEST(ZoneCrossingByPathTest, AMovementThatTouchesACornerWasInTheZone) {
     EXPECT_EQ(player.Play(At(0), {Standing(1, {0.0, 0.5})}), "-");
     EXPECT_EQ(player.Play(At(100), {Standing(1, {0.5, 0.0})}), "A");
     EXPECT_EQ(player.Play(At(200), {Standing(1, {0.4, 0.0})}), "-") << "above the zone";
+}
+
+TEST(ZoneCrossingByPathTest, AMovementAlongAnEdgeWasInTheZone) {
+    Player player(MakeRule("Exit", AlongPaths));
+    EXPECT_EQ(player.Play(At(0), {Standing(1, {0.0, 0.25})}), "-");
+    EXPECT_EQ(player.Play(At(100), {Standing(1, {1.0, 0.25})}), "A");
+    EXPECT_EQ(player.Play(At(200), {Standing(1, {1.0, 0.125})}), "-");
+    EXPECT_EQ(player.Play(At(300), {Standing(1, {0.0, 0.125})}), "-") << "above the edge";
+}
+
+TEST(ZoneCrossingByPathTest, AFrameWithoutTheZoneIsPassedOver) {
+    Player player(MakeRule("Enter", AlongPaths));
+    EXPECT_EQ(player.Play("o"), "-");
+    player.zone = nullptr;
+    EXPECT_EQ(player.Play("i"), "-");
+    player.zone = Square();
+    EXPECT_EQ(player.Play("r"), "A");
+}
+
+TEST(ZoneCrossingByPathTest, BothEndsMustBeOutsideTheZoneAsItIsNow) {
+    Player player(MakeRule("Enter", AlongPaths));
+    EXPECT_EQ(player.Play("o"), "-");
+    player.zone = std::make_shared<meta::data::Zone>(
+        1, "grown", std::vector<Point>{{0.0, 0.25}, {0.75, 0.25}, {0.75, 0.75}, {0.0, 0.75}});
+    EXPECT_EQ(player.Play("r"), "-") << "from inside of it";
+    EXPECT_EQ(player.Play(At(player.time), {Standing(7, {-0.5, 0.5})}), "A");
 }
 
 TEST(ZoneCrossingByPathTest, AnUnsettledCrossingBreaksTheStayOutside) {
@@ -110,6 +141,57 @@ TEST(ZoneCrossingEventTest, AFrameWithoutTheZoneSeesNobody) {
     EXPECT_EQ(player.Play("iiiiii"), "------");
     player.zone = Square();
     EXPECT_EQ(player.Play("i"), "-") << "600 ms later the id starts anew";
+}
+
+TEST(ZoneCrossingEventTest, AZoneThatMovesOverAStandingObjectIsEnteredByIt) {
+    Player player(MakeRule("Enter", {Time("settle", 100)}));
+    EXPECT_EQ(player.Play("rr"), "--");
+    player.zone = std::make_shared<meta::data::Zone>(
+        1, "moved", std::vector<Point>{{0.75, 0.25}, {1.0, 0.25}, {1.0, 0.75}, {0.75, 0.75}});
+    EXPECT_EQ(player.Play("rr"), "-A");
+    EXPECT_THAT(player.Describe(), ElementsAre(testing::HasSubstr("zone 1 moved(0.75 ")));
+}
+
+TEST(ZoneCrossingEventTest, AnObjectThatDoesNotCountForAFrameIsAbsent) {
+    Player player(MakeRule("Enter", {Time("settle", 0), Text("classes", "person"), Real("minimum_confidence", 0.5)}));
+    EXPECT_EQ(player.Play(At(0), {Standing(7, {0.1, 0.5})}), "-");
+    EXPECT_EQ(player.Play(At(100), {Standing(7, {0.5, 0.5}, "car")}), "-");
+    EXPECT_EQ(player.Play(At(200), {Standing(7, {0.5, 0.5}, "person", 0.4)}), "-");
+    EXPECT_EQ(player.Play(At(300), {Standing(7, {0.5, 0.5})}), "A");
+    EXPECT_EQ(player.Play(At(400), {Standing(7, {0.1, 0.5})}), "-");
+    EXPECT_EQ(player.Play(At(500), {Standing(7, {0.1, 0.5}, "car")}), "-");
+    EXPECT_EQ(player.Play(At(901), {Standing(7, {0.5, 0.5})}), "-") << "501 ms later the id starts anew";
+}
+
+TEST(ZoneCrossingEventTest, StaysDoNotLastWhileTimeStandsStillOrRunsBackwards) {
+    Player player(MakeRule("Enter"));
+    EXPECT_EQ(player.Play("oooo"), "----");
+    EXPECT_EQ(player.Play("iiii", 0), "----") << "all at 400 ms";
+    EXPECT_EQ(player.Play("iii", -100), "---");
+    player.time = 599;
+    EXPECT_EQ(player.Play("ii", 1), "-A");
+}
+
+TEST(ZoneCrossingEventTest, HalfASecondApartIsSoInEitherDirectionOfTime) {
+    for (auto const& [later, reported] :
+         std::vector<std::pair<std::int64_t, std::string>>{{1500, "A"}, {1501, "-"}, {500, "A"}, {499, "-"}}) {
+        Player player(MakeRule("Enter", AtOnce));
+        player.time = 1000;
+        EXPECT_EQ(player.Play("o.", 0), "--");
+        player.time = later;
+        EXPECT_EQ(player.Play("i"), reported) << later;
+    }
+}
+
+TEST(ZoneCrossingEventTest, SettlesAfterExactlyADay) {
+    constexpr std::int64_t Day = 24 * 60 * 60 * 1000;
+    for (auto const& [early, reported] : std::vector<std::pair<std::chrono::nanoseconds, std::string>>{
+             {std::chrono::nanoseconds(0), "A"}, {std::chrono::nanoseconds(1), "-"}}) {
+        Player player(MakeRule("Enter", {Time("settle", Day)}));
+        EXPECT_EQ(player.Play("oo", Day), "--");
+        EXPECT_EQ(player.Play("i", Day), "-");
+        EXPECT_EQ(player.Play(At(player.time) - early, {Standing(7, {0.5, 0.5})}), reported);
+    }
 }
 
 TEST(ZoneCrossingEventTest, ResetForgetsEverything) {
