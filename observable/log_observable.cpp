@@ -21,9 +21,13 @@ void LogObservable(std::vector<std::shared_ptr<object::Object>> const& generated
                    unsigned int observable, std::string const& name) {
     // Counted before the logger is asked: most observables generate nothing in most frames.
     auto const count = static_cast<unsigned int>(std::count_if(generated.begin(), generated.end(), IsNewEvent));
-    if (count == 0) {
-        return;
+    if (count > 0) {
+        LogGenerated(count, channel, observable, name);
     }
+}
+
+void LogGenerated(unsigned int count, std::optional<unsigned int> channel, unsigned int observable,
+                  std::string const& name) {
     if (channel) {
         Logger.Log(logging::Level::Info, "channel_id:%0%:rule_id:%1%: %2%: %3% Event(s) Generated", *channel,
                    observable, name, count);

@@ -20,4 +20,8 @@ QEL_OBSERVABLE_EXPORT void LogObservable(std::vector<std::shared_ptr<object::Obj
                                          std::optional<unsigned int> channel, unsigned int observable,
                                          std::string const& name);
 
+/// The same for so many new events, at least one.
+void LogGenerated(unsigned int count, std::optional<unsigned int> channel, unsigned int observable,
+                  std::string const& name);
+
 }  // namespace qel::observable

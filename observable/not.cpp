@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "foundation/meta/data/event.hpp"
-#include "foundation/meta/views.hpp"
 #include "foundation/type/pimpl.hpp"
 #include "foundation/type/registry/detail/scoped.hpp"
 #include "observable/detail/continuation.hpp"
@@ -65,12 +64,16 @@ private:
 
 std::vector<std::shared_ptr<object::Object>> Not::Impl::Process(meta::Meta const& frame) {
     std::lock_guard<std::mutex> const lock(mutex);
-    if (input == UnsetId || !meta::EventsNaming(frame, input).empty()) {
+    if (input == UnsetId || frame.HasEvents(input)) {
         event.reset();
         return {};
     }
-    auto reported = detail::StartOrContinue(event.get(), texts.Get(owner.GetName(), "not", "analytics"),
-                                            frame.GetTimestamp(), {owner.MakeObservableMetadata()});
+    meta::data::Event::Objects objects;
+    objects.reserve(1 + detail::RoomForChannel);
+    objects.push_back(owner.MakeObservableMetadata());
+    detail::Block block(detail::Block::SizeOf<meta::data::Event>);
+    auto reported = detail::StartOrContinue(block, event.get(), texts.Get(owner.GetName(), "not", "analytics"),
+                                            frame.GetTimestamp(), std::move(objects));
     std::vector<std::shared_ptr<object::Object>> result{reported};
     event = std::move(reported);
     return result;

@@ -65,7 +65,8 @@ private:
     };
 
     void Run(Pass const& pass, std::shared_ptr<Observable> const& observable);
-    void Emit(Pass const& pass, Observable const& observable, std::shared_ptr<object::Object> const& object);
+    /// Takes the object, an event, unless it is dropped.
+    void Emit(Pass const& pass, Observable const& observable, std::shared_ptr<object::Object>& object);
     void CloseEnded(meta::Meta const& frame);
 
     bool EventOccurredPreviously(meta::data::Event const& event) { return previous.Contains(event.GetId()); }
@@ -77,7 +78,8 @@ private:
     Owned observables;
     std::vector<unsigned int> unbound;  // by the thread that holds the lock
     detail::EventList previous;
-    detail::EventList current;  // kept between passes for its memory
+    detail::EventList current;                      // kept between passes for its memory
+    std::vector<meta::data::Event const*> emitted;  // by one observable in a pass; the same
     detail::RetriggerHistory history;
     std::chrono::milliseconds retriggerTime{0};
     Graph graph;
@@ -195,23 +197,26 @@ void Notifier::Impl::Process(meta::Meta const& frame) {
 }
 
 void Notifier::Impl::Run(Pass const& pass, std::shared_ptr<Observable> const& observable) {
-    auto const generated = GenerateMeta(pass.frame, observable);
-    for (auto const& object : generated) {
+    auto generated = GenerateMeta(pass.frame, observable);
+    emitted.clear();
+    for (auto& object : generated) {
         if (object && object->Is<meta::data::Event>()) {
+            emitted.push_back(static_cast<meta::data::Event const*>(object.get()));
             Emit(pass, *observable, object);
         } else {
-            pass.frame.Append(object);
+            pass.frame.Append(std::move(object));
         }
     }
-    if (generated.empty()) {
-        return;  // nothing to count: rules that are silent cost no copy of their names
+    // Those that are in the frame are kept by `current`, those that are not by `generated`.
+    auto const count = static_cast<unsigned int>(std::count_if(
+        emitted.begin(), emitted.end(), [](meta::data::Event const* event) { return !event->IsDuplicate(); }));
+    if (count > 0) {
+        LogGenerated(count, pass.channel ? std::optional(pass.channel->GetId()) : std::nullopt, observable->GetId(),
+                     observable->GetName());
     }
-    LogObservable(generated, pass.channel ? std::optional(pass.channel->GetId()) : std::nullopt, observable->GetId(),
-                  observable->GetName());
 }
 
-void Notifier::Impl::Emit(Pass const& pass, Observable const& observable,
-                          std::shared_ptr<object::Object> const& object) {
+void Notifier::Impl::Emit(Pass const& pass, Observable const& observable, std::shared_ptr<object::Object>& object) {
     auto& event = static_cast<meta::data::Event&>(*object);
     bool const continues = EventOccurredPreviously(event);
     bool const triggers = observable.GetTriggersAction();
@@ -219,12 +224,11 @@ void Notifier::Impl::Emit(Pass const& pass, Observable const& observable,
     if (fires && ShouldPreventRetrigger(event)) {
         return;
     }
-    auto const shared = std::static_pointer_cast<meta::data::Event>(object);
-    current.Add(shared);
+    current.Add(std::static_pointer_cast<meta::data::Event>(object));
     if (continues) {
         event.SetDuplicate(true);
     } else {
-        history.Record(pass.now, shared);
+        history.Record(pass.now, current.GetEvents().back());
     }
     if (!triggers) {
         event.SetInternal(true);
@@ -235,7 +239,7 @@ void Notifier::Impl::Emit(Pass const& pass, Observable const& observable,
     if (fires) {
         observable.Notify(std::static_pointer_cast<meta::data::Event>(event.shared_from_this()));
     }
-    pass.frame.Append(object);
+    pass.frame.Append(std::move(object));
 }
 
 void Notifier::Impl::CloseEnded(meta::Meta const& frame) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <ostream>
 #include <span>
 #include <string_view>
@@ -13,9 +12,12 @@
 #include "foundation/meta/data/event.hpp"
 #include "foundation/meta/data/object.hpp"
 #include "foundation/meta/elapsed.hpp"
-#include "foundation/meta/views.hpp"
 #include "foundation/type/pimpl.hpp"
 #include "foundation/type/registry/detail/scoped.hpp"
+#include "observable/detail/block.hpp"
+#include "observable/detail/by_id.hpp"
+#include "observable/detail/continuation.hpp"
+#include "observable/detail/look_up.hpp"
 #include "observable/detail/shared_texts.hpp"
 #include "observable/properties/make.hpp"
 #include "observable/registry/get.hpp"
@@ -43,7 +45,7 @@ constexpr unsigned int AnyTarget = 0;
 
 struct Memory {
     unsigned int target;
-    std::shared_ptr<Objects const> objects;  // one list for all targets of an event
+    Objects objects;
     meta::Timestamp end;
 };
 
@@ -56,23 +58,11 @@ struct Emitted {
     meta::Timestamp start;
 };
 
-bool ByTarget(Memory const& left, Memory const& right) { return left.target < right.target; }
-
-bool OfOneTarget(Memory const& left, Memory const& right) { return left.target == right.target; }
-
-/// The one memory when targets are not told apart; after a change of the mode it may begin as an event of no time.
-Memory& OfAnyTarget(Memories& memories) {
-    if (memories.empty() || memories.front().target != AnyTarget) {
-        memories.insert(memories.begin(), {AnyTarget, std::make_shared<Objects const>(), meta::Timestamp()});
-    }
-    return memories.front();
-}
-
-std::shared_ptr<Objects const> TakeObjects(meta::data::Event const& event) {
-    auto objects = std::make_shared<Objects>();
+Objects TakeObjects(meta::data::Event const& event) {
+    Objects objects;
     for (auto const& object : event.GetObjects()) {
         if (object && object->Is<meta::data::Object>()) {
-            objects->push_back(object);
+            objects.push_back(object);
         }
     }
     return objects;
@@ -108,86 +98,104 @@ public:
     bool constrainTarget = false;
 
 private:
-    Memories Remember(meta::Meta const& frame) const;
-    Memories RememberTargets(meta::EventsNaming const& inputs) const;
-    Memories RememberFirst(meta::EventsNaming const& inputs, meta::Timestamp now) const;
-    void Forget(Memories& memories, meta::Timestamp now) const;
+    using Events = meta::detail::FoundEvents;
+
+    void SeeTargets(Events const& events);
+    void SeeFirst(Events const& events, meta::Timestamp now);
+    void Recall(meta::Timestamp now);
     bool IsTooOld(Memory const& memory, meta::Timestamp now) const;
-    Items ReportTargets(Memories const& memories, meta::Timestamp now, std::vector<Emitted>& reported);
-    Items ReportFirst(Memories const& memories, meta::Timestamp now, std::vector<Emitted>& reported);
-    std::shared_ptr<meta::data::Event> Report(std::span<Memory const> memories, Emitted const* last,
+    Items ReportTargets(meta::Timestamp now);
+    Items ReportFirst(meta::Timestamp now);
+    std::shared_ptr<meta::data::Event> Report(std::span<Memory* const> memories, Emitted const* last,
                                               Texts const& eventTexts, meta::Timestamp now) const;
+    void Commit() noexcept;
     Texts const& GetTexts() { return texts.Get(owner.GetName(), "previous", "analytics"); }
 
     detail::SharedTexts texts;
     Memories remembered;
     std::vector<Emitted> emitted;  // in the last frame, by ascending target
+
+    // What a frame makes of these, taken over when nothing can fail any more. Kept for its memory.
+    detail::LookUp::Found found;
+    detail::ById<meta::data::Object> targets;
+    std::vector<meta::data::Event const*> eventsOfTargets;
+    Memories seen;                  // takes the place of what is remembered of the same targets
+    std::vector<Memory*> recalled;  // of both, what is not too old
+    Memories nextRemembered;
+    std::vector<Emitted> nextEmitted;
 };
 
 Items Previous::Impl::Process(meta::Meta const& frame) {
     auto const now = frame.GetTimestamp();
-    auto memories = Remember(frame);
-    Forget(memories, now);
-    Items result;
-    std::vector<Emitted> reported;
-    if (!memories.empty()) {
-        result = constrainTarget ? ReportTargets(memories, now, reported) : ReportFirst(memories, now, reported);
+    {
+        detail::LookUp const inputs(found, frame, input);
+        seen.clear();
+        constrainTarget ? SeeTargets(inputs.GetEvents()) : SeeFirst(inputs.GetEvents(), now);
     }
-
-    remembered = std::move(memories);
-    emitted = std::move(reported);
+    Recall(now);
+    nextRemembered.clear();
+    nextRemembered.reserve(recalled.size());
+    nextEmitted.clear();
+    Items result;
+    if (!recalled.empty()) {
+        result = constrainTarget ? ReportTargets(now) : ReportFirst(now);
+    }
+    Commit();
     return result;
 }
 
-Memories Previous::Impl::Remember(meta::Meta const& frame) const {
-    if (input == UnsetId) {
-        return remembered;
-    }
-    meta::EventsNaming const inputs(frame, input);
-    if (inputs.empty()) {
-        return remembered;
-    }
-    return constrainTarget ? RememberTargets(inputs) : RememberFirst(inputs, frame.GetTimestamp());
-}
-
 /// The last event that carries a target is the one that is remembered for it.
-Memories Previous::Impl::RememberTargets(meta::EventsNaming const& inputs) const {
-    Memories seen;
-    seen.reserve(inputs.size());
-    for (auto const& event : inputs) {
-        auto const objects = TakeObjects(event);
-        for (auto const& object : *objects) {
-            seen.push_back({object->As<meta::data::Object>().GetId(), objects, event.GetEnd()});
+void Previous::Impl::SeeTargets(Events const& events) {
+    targets.Clear();
+    eventsOfTargets.clear();
+    for (auto event = events.rbegin(); event != events.rend(); ++event) {
+        for (auto const& object : (*event)->GetObjects()) {
+            if (object && object->Is<meta::data::Object>()) {
+                targets.Add(static_cast<meta::data::Object const&>(*object));
+                eventsOfTargets.push_back(*event);
+            }
         }
     }
-    if (!std::is_sorted(seen.begin(), seen.end(), ByTarget)) {
-        std::stable_sort(seen.begin(), seen.end(), ByTarget);
+    targets.KeepFirst();
+    for (auto const key : targets.GetKeys()) {
+        auto const& event = *eventsOfTargets[targets.PlaceOf(key)];
+        seen.push_back({targets.IdOf(key), TakeObjects(event), event.GetEnd()});
     }
-    auto const lastOfEach = std::unique(seen.rbegin(), seen.rend(), OfOneTarget).base();
-
-    Memories memories;
-    memories.reserve(seen.size() + remembered.size());
-    std::set_union(std::make_move_iterator(lastOfEach), std::make_move_iterator(seen.end()), remembered.begin(),
-                   remembered.end(), std::back_inserter(memories), ByTarget);
-    return memories;
 }
 
-/// The first event is kept, and stays young for as long as others come.
-Memories Previous::Impl::RememberFirst(meta::EventsNaming const& inputs, meta::Timestamp now) const {
+/// The first event is kept, and stays young for as long as others come. Where only targets are remembered, from before
+/// a change of the mode, it begins as an event of no time.
+void Previous::Impl::SeeFirst(Events const& events, meta::Timestamp now) {
     if (remembered.empty()) {
-        auto const& first = inputs.front();
-        return {{AnyTarget, TakeObjects(first), first.GetEnd()}};
+        if (!events.empty()) {
+            seen.push_back({AnyTarget, TakeObjects(*events.front()), events.front()->GetEnd()});
+        }
+    } else if (remembered.front().target != AnyTarget) {
+        seen.push_back({AnyTarget, {}, events.empty() ? meta::Timestamp() : now});
+    } else if (!events.empty()) {
+        seen.push_back({AnyTarget, remembered.front().objects, now});
     }
-    auto memories = remembered;
-    OfAnyTarget(memories).end = now;
-    return memories;
 }
 
-void Previous::Impl::Forget(Memories& memories, meta::Timestamp now) const {
+void Previous::Impl::Recall(meta::Timestamp now) {
+    recalled.clear();
+    auto old = remembered.begin();
+    for (auto& each : seen) {
+        for (; old != remembered.end() && old->target < each.target; ++old) {
+            recalled.push_back(&*old);
+        }
+        if (old != remembered.end() && old->target == each.target) {
+            ++old;
+        }
+        recalled.push_back(&each);
+    }
+    for (; old != remembered.end(); ++old) {
+        recalled.push_back(&*old);
+    }
     if (constrainTarget) {
-        std::erase_if(memories, [&](Memory const& memory) { return IsTooOld(memory, now); });
-    } else if (!memories.empty() && IsTooOld(OfAnyTarget(memories), now)) {
-        memories.clear();
+        std::erase_if(recalled, [&](Memory const* memory) { return IsTooOld(*memory, now); });
+    } else if (!recalled.empty() && IsTooOld(*recalled.front(), now)) {
+        recalled.clear();
     }
 }
 
@@ -195,42 +203,57 @@ bool Previous::Impl::IsTooOld(Memory const& memory, meta::Timestamp now) const {
     return meta::Elapsed(memory.end, now) > interval;
 }
 
-Items Previous::Impl::ReportTargets(Memories const& memories, meta::Timestamp now, std::vector<Emitted>& reported) {
+Items Previous::Impl::ReportTargets(meta::Timestamp now) {
     auto const& eventTexts = GetTexts();
     Items result;
-    result.reserve(memories.size());
-    reported.reserve(memories.size());
+    result.reserve(recalled.size());
+    nextEmitted.reserve(recalled.size());
     auto last = emitted.begin();
-    for (auto const& memory : memories) {
-        last = std::find_if(last, emitted.end(), [&](Emitted const& each) { return each.target >= memory.target; });
-        bool const goesOn = last != emitted.end() && last->target == memory.target;
+    for (auto const& memory : recalled) {
+        auto const target = memory->target;
+        last = std::find_if(last, emitted.end(), [target](Emitted const& each) { return each.target >= target; });
+        bool const goesOn = last != emitted.end() && last->target == target;
         auto event = Report({&memory, 1}, goesOn ? &*last : nullptr, eventTexts, now);
-        reported.push_back({memory.target, event->GetId(), event->GetStart()});
+        nextEmitted.push_back({target, event->GetId(), event->GetStart()});
         result.push_back(std::move(event));
     }
     return result;
 }
 
 /// Targets that are remembered from before a change of the mode are reported with the rest.
-Items Previous::Impl::ReportFirst(Memories const& memories, meta::Timestamp now, std::vector<Emitted>& reported) {
-    auto event = Report(memories, emitted.empty() ? nullptr : &emitted.front(), GetTexts(), now);
-    reported.push_back({AnyTarget, event->GetId(), event->GetStart()});
+Items Previous::Impl::ReportFirst(meta::Timestamp now) {
+    auto event = Report(recalled, emitted.empty() ? nullptr : &emitted.front(), GetTexts(), now);
+    nextEmitted.push_back({AnyTarget, event->GetId(), event->GetStart()});
     return {std::move(event)};
 }
 
-std::shared_ptr<meta::data::Event> Previous::Impl::Report(std::span<Memory const> memories, Emitted const* last,
+std::shared_ptr<meta::data::Event> Previous::Impl::Report(std::span<Memory* const> memories, Emitted const* last,
                                                           Texts const& eventTexts, meta::Timestamp now) const {
+    std::size_t count = 0;
+    for (auto const* memory : memories) {
+        count += memory->objects.size();
+    }
     meta::data::Event::Objects objects;
-    objects.reserve(1 + memories.front().objects->size());
+    objects.reserve(1 + count + detail::RoomForChannel);
     objects.push_back(owner.MakeObservableMetadata());
-    for (auto const& memory : memories) {
-        for (auto const& object : *memory.objects) {
-            objects.push_back(std::make_shared<meta::data::Object>(object->As<meta::data::Object>()));
+    detail::Block block(detail::Block::SizeOf<meta::data::Event> + count * detail::Block::SizeOf<meta::data::Object>);
+    for (auto const* memory : memories) {
+        for (auto const& object : memory->objects) {
+            objects.push_back(block.Make<meta::data::Object>(static_cast<meta::data::Object const&>(*object)));
         }
     }
-    return last == nullptr
-               ? std::make_shared<meta::data::Event>(eventTexts, now, now, std::move(objects))
-               : std::make_shared<meta::data::Event>(last->id, eventTexts, last->start, now, std::move(objects));
+    return last == nullptr ? block.Make<meta::data::Event>(eventTexts, now, now, std::move(objects))
+                           : block.Make<meta::data::Event>(last->id, eventTexts, last->start, now, std::move(objects));
+}
+
+void Previous::Impl::Commit() noexcept {
+    for (auto* const memory : recalled) {
+        nextRemembered.push_back(std::move(*memory));
+    }
+    remembered.swap(nextRemembered);
+    emitted.swap(nextEmitted);
+    nextRemembered.clear();
+    seen.clear();
 }
 
 Previous::Previous(std::string name, std::uint16_t channel, std::uint32_t input, std::chrono::milliseconds interval)

@@ -1,5 +1,6 @@
 #include "foundation/meta/meta.hpp"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -93,13 +94,26 @@ void Meta::RemoveIf(std::function<bool(std::shared_ptr<object::Object> const&)> 
 std::unique_lock<std::recursive_mutex> Meta::GetLock() const { return std::unique_lock<std::recursive_mutex>(lock); }
 
 Meta::NamedEvents Meta::FindEvents(unsigned int observable) const {
+    NamedEvents found;
+    FindEvents(observable, found);
+    return found;
+}
+
+void Meta::FindEvents(unsigned int observable, NamedEvents& found) const {
     auto const held = GetLock();
-    NamedEvents named{contents, {}};
+    found.contents = contents;
+    found.events.clear();
     for (auto const& part : contents->inherited) {
-        part.chunk->FindEvents(observable, part.count, named.events);
+        part.chunk->FindEvents(observable, part.count, found.events);
     }
-    contents->own.FindEvents(observable, ownCount, named.events);
-    return named;
+    contents->own.FindEvents(observable, ownCount, found.events);
+}
+
+bool Meta::HasEvents(unsigned int observable) const {
+    auto const held = GetLock();
+    return contents->own.HasEvents(observable, ownCount) ||
+           std::any_of(contents->inherited.begin(), contents->inherited.end(),
+                       [observable](auto const& part) { return part.chunk->HasEvents(observable, part.count); });
 }
 
 }  // namespace qel::meta

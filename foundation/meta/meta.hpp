@@ -55,6 +55,10 @@ public:
         detail::FoundEvents events;
     };
     NamedEvents FindEvents(unsigned int observable) const;
+    /// The same into memory that is there already; what it held before is dropped.
+    void FindEvents(unsigned int observable, NamedEvents& found) const;
+    /// Whether there are such events.
+    bool HasEvents(unsigned int observable) const;
 
 private:
     std::size_t Count() const { return contents->inheritedCount + ownCount; }

@@ -12,14 +12,10 @@ namespace {
 
 using meta::data::Event;
 
-meta::Meta::NamedEvents Find(meta::Meta const& frame, std::uint32_t input) {
-    return input == UnsetId ? meta::Meta::NamedEvents{} : frame.FindEvents(input);
-}
-
 template <class T>
-void AppendCopies(Event::Objects& list, ById<T> const& things) {
+void AppendCopies(Event::Objects& list, Block& block, ById<T> const& things) {
     for (auto const key : things.GetKeys()) {
-        list.push_back(std::make_shared<T>(things[key]));
+        list.push_back(block.Make<T>(things[key]));
     }
 }
 
@@ -27,6 +23,7 @@ void AppendCopies(Event::Objects& list, ById<T> const& things) {
 
 std::vector<unsigned int> Binary::GetDependents() const {
     std::vector<unsigned int> dependents;
+    dependents.reserve(2);
     if (inputA != UnsetId) {
         dependents.push_back(inputA);
     }
@@ -38,55 +35,59 @@ std::vector<unsigned int> Binary::GetDependents() const {
 
 std::vector<std::shared_ptr<object::Object>> Binary::Process(meta::Meta const& frame) {
     auto lock = frame.GetLock();  // both answers are about the same items
-    auto const foundA = Find(frame, inputA);
-    auto const foundB = Find(frame, inputB == inputA ? UnsetId : inputB);
+    LookUp const lookUpA(foundA, frame, inputA);
+    LookUp const lookUpB(foundB, frame, inputB == inputA ? UnsetId : inputB);
     lock.unlock();
+    auto const& eventsA = lookUpA.GetEvents();
+    auto const& eventsB = lookUpB.GetEvents();
 
-    bool const firedA = !foundA.events.empty();
-    bool const firedB = !foundB.events.empty();
+    bool const firedA = !eventsA.empty();
+    bool const firedB = !eventsB.empty();
     if (needs == Needs::Both ? !firedA || !firedB : !firedA && !firedB) {
         event.reset();
         targets.clear();
         return {};
     }
-    InputContents contents(foundA.events, foundB.events);
-    return constrainTarget ? ProcessPerTarget(contents, frame.GetTimestamp())
-                           : ProcessUnconstrained(contents, frame.GetTimestamp());
+    contents.Read(eventsA, eventsB);
+    return constrainTarget ? ProcessPerTarget(frame.GetTimestamp()) : ProcessUnconstrained(frame.GetTimestamp());
 }
 
-std::vector<std::shared_ptr<object::Object>> Binary::ProcessUnconstrained(InputContents& contents,
-                                                                          meta::Timestamp now) {
+std::vector<std::shared_ptr<object::Object>> Binary::ProcessUnconstrained(meta::Timestamp now) {
     auto const& objects = contents.GetObjects();
     auto const& zones = contents.GetZones();
     Event::Objects list;
-    list.reserve(1 + objects.GetKeys().size() + zones.GetKeys().size());
+    list.reserve(1 + objects.GetKeys().size() + zones.GetKeys().size() + RoomForChannel);
     list.push_back(owner.MakeObservableMetadata());
-    AppendCopies(list, objects);
-    AppendCopies(list, zones);
+    Block block(Block::SizeOf<Event> + objects.GetKeys().size() * Block::SizeOf<meta::data::Object> +
+                zones.GetKeys().size() * Block::SizeOf<meta::data::Zone>);
+    AppendCopies(list, block, objects);
+    AppendCopies(list, block, zones);
 
-    auto reported = StartOrContinue(event.get(), GetTexts(), now, std::move(list));
+    auto reported = StartOrContinue(block, event.get(), GetTexts(), now, std::move(list));
     std::vector<std::shared_ptr<object::Object>> result{reported};
     event = std::move(reported);
     return result;
 }
 
-std::vector<std::shared_ptr<object::Object>> Binary::ProcessPerTarget(InputContents& contents, meta::Timestamp now) {
+std::vector<std::shared_ptr<object::Object>> Binary::ProcessPerTarget(meta::Timestamp now) {
     auto const record = owner.MakeObservableMetadata();
     auto const& sharedTexts = GetTexts();
-    nextTargets.clear();
+    nextTargets.clear();  // a frame may have failed
     auto last = targets.cbegin();
     contents.ForEachTarget(needs == Needs::Both, [&](meta::data::Object const& target, auto const& zones) {
         Event::Objects list;
-        list.reserve(2 + zones.GetKeys().size());
+        list.reserve(2 + zones.GetKeys().size() + RoomForChannel);
         list.push_back(record);
-        list.push_back(std::make_shared<meta::data::Object>(target));
-        AppendCopies(list, zones);
+        Block block(Block::SizeOf<Event> + Block::SizeOf<meta::data::Object> +
+                    zones.GetKeys().size() * Block::SizeOf<meta::data::Zone>);
+        list.push_back(block.Make<meta::data::Object>(target));
+        AppendCopies(list, block, zones);
 
         unsigned int const id = target.GetId();
         last = std::find_if(last, targets.cend(), [id](Reported const& each) { return each.target >= id; });
         bool const goesOn = last != targets.cend() && last->target == id;
         nextTargets.push_back(
-            {id, StartOrContinue(goesOn ? last->event.get() : nullptr, sharedTexts, now, std::move(list))});
+            {id, StartOrContinue(block, goesOn ? last->event.get() : nullptr, sharedTexts, now, std::move(list))});
     });
 
     std::vector<std::shared_ptr<object::Object>> result;

@@ -11,6 +11,7 @@
 #include "foundation/object/object.hpp"
 #include "foundation/property/schema.hpp"
 #include "observable/detail/input_contents.hpp"
+#include "observable/detail/look_up.hpp"
 #include "observable/detail/shared_texts.hpp"
 #include "observable/inputs.hpp"
 #include "observable/observable.hpp"
@@ -52,8 +53,8 @@ private:
         std::shared_ptr<meta::data::Event> event;
     };
 
-    std::vector<std::shared_ptr<object::Object>> ProcessUnconstrained(InputContents& contents, meta::Timestamp now);
-    std::vector<std::shared_ptr<object::Object>> ProcessPerTarget(InputContents& contents, meta::Timestamp now);
+    std::vector<std::shared_ptr<object::Object>> ProcessUnconstrained(meta::Timestamp now);
+    std::vector<std::shared_ptr<object::Object>> ProcessPerTarget(meta::Timestamp now);
     std::shared_ptr<meta::data::Event::Texts const> const& GetTexts();
 
     Observable const& owner;
@@ -62,7 +63,12 @@ private:
     SharedTexts texts;
     std::shared_ptr<meta::data::Event> event;  // the last one when unconstrained
     std::vector<Reported> targets;             // otherwise the last one of every target of the last frame, by id
-    std::vector<Reported> nextTargets;         // empty between frames, kept for its memory
+
+    // Of no meaning between frames, kept for their memory.
+    LookUp::Found foundA;
+    LookUp::Found foundB;
+    InputContents contents;
+    std::vector<Reported> nextTargets;
 };
 
 /// The names of the properties that hold inputs.

@@ -4,7 +4,11 @@
 
 namespace qel::observable::detail {
 
-InputContents::InputContents(Events const& eventsA, Events const& eventsB) {
+void InputContents::Read(Events const& eventsA, Events const& eventsB) {
+    objects.Clear();
+    eventOfObject.clear();
+    zonesOfEvents.clear();
+    zoneEnds.clear();
     Add(eventsA);
     objectsInA = objects.GetAdded();
     Add(eventsB);

@@ -14,14 +14,14 @@
 namespace qel::observable::detail {
 
 /// The tracked objects and the zones in the events of two inputs, as pointers into the events: good for as long as
-/// these stay unchanged.
+/// these stay unchanged. Read anew for every frame; kept for its memory.
 class InputContents {
 public:
     using Events = meta::detail::FoundEvents;
     using Objects = ById<meta::data::Object>;
     using Zones = ById<meta::data::Zone>;
 
-    InputContents(Events const& eventsA, Events const& eventsB);
+    void Read(Events const& eventsA, Events const& eventsB);
 
     /// Every tracked object once, by id: the first in the events of A and then of B.
     Objects const& GetObjects();

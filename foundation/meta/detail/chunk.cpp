@@ -65,6 +65,13 @@ void Chunk::FindEvents(unsigned int observable, std::size_t count, FoundEvents& 
     }
 }
 
+bool Chunk::HasEvents(unsigned int observable, std::size_t count) const {
+    std::lock_guard<std::mutex> const lock(index.mutex);
+    ExtendIndex(count);
+    auto const chain = index.chains.find(observable);
+    return chain != index.chains.end() && index.entries[chain->second.first].position < count;
+}
+
 void Chunk::ExtendIndex(std::size_t count) const {
     std::uint64_t const keyChanges = KeyChanges();
     if (index.keyChanges != keyChanges) {

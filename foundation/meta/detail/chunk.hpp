@@ -47,6 +47,8 @@ public:
     /// Appends to `found` the events among the first `count` items that name the observable, in order and once for each
     /// record that does.
     void FindEvents(unsigned int observable, std::size_t count, FoundEvents& found) const;
+    /// Whether there are any.
+    bool HasEvents(unsigned int observable, std::size_t count) const;
 
 private:
     static constexpr std::size_t FirstBlock = 16;
