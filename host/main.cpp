@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <exception>
 #include <string>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "host/failure.hpp"
 #include "host/rules/mistake.hpp"
 #include "host/system/output.hpp"
+#include "host/system/standard_error.hpp"
 
 namespace {
 
@@ -22,10 +22,10 @@ int Perform(qel::host::Action const& action) {
     } catch (BrokenPipe const&) {
         return Success;
     } catch (CommandLineError const& error) {
-        fmt::print(stderr, "qel: {}\n", error.what());
+        Tell(fmt::format("qel: {}", error.what()));
         return WrongCommandLine;
     } catch (std::exception const& error) {
-        fmt::print(stderr, "qel: {}\n", error.what());
+        Tell(fmt::format("qel: {}", error.what()));
         return Wrong;
     }
 }
@@ -40,8 +40,8 @@ std::vector<std::string> CommandsOf(CLI::App const& program) {
 
 int RefuseCommand(char const* given, std::vector<std::string> const& commands) {
     std::string const nearest = qel::host::Nearest(given, commands);
-    fmt::print(stderr, "qel: no command is called \"{}\"; allowed: {}{}\n", given, fmt::join(commands, ", "),
-               nearest.empty() ? "" : fmt::format("; did you mean \"{}\"?", nearest));
+    qel::host::Tell(fmt::format("qel: no command is called \"{}\"; allowed: {}{}", given, fmt::join(commands, ", "),
+                                nearest.empty() ? "" : fmt::format("; did you mean \"{}\"?", nearest)));
     return qel::host::WrongCommandLine;
 }
 
@@ -49,6 +49,7 @@ int RefuseCommand(char const* given, std::vector<std::string> const& commands) {
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
+    qel::host::OpenStandardDescriptors();
     qel::host::Action action;
     auto const program = qel::host::MakeProgram(action);
     auto const commands = CommandsOf(*program);

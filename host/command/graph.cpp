@@ -6,6 +6,7 @@
 #include "host/command/action.hpp"
 #include "host/command/load_rules.hpp"
 #include "host/failure.hpp"
+#include "host/rules/mistake.hpp"
 #include "host/system/output.hpp"
 
 namespace qel::host {
@@ -34,7 +35,7 @@ std::string MakeDot(RuleFile const& file) {
     for (std::size_t at = 0; at < file.rules.size(); ++at) {
         auto const& rule = file.rules[at];
         auto const channel = rule.channel ? fmt::format("\nchannel {}", *rule.channel) : std::string();
-        dot += fmt::format("{} [label={}{}];\n", at + 1, Quoted(rule.name + "\n" + rule.type->name + channel),
+        dot += fmt::format("{} [label={}{}];\n", at + 1, Quoted(OneLine(rule.name) + "\n" + rule.type->name + channel),
                            rule.triggersAction ? "" : ", style=dashed");
     }
     for (std::size_t at = 0; at < file.rules.size(); ++at) {

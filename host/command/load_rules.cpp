@@ -1,14 +1,13 @@
 #include "host/command/load_rules.hpp"
 
 #include <cstdint>
-#include <cstdio>
 #include <set>
 #include <utility>
 
-#include <fmt/format.h>
-
 #include "host/failure.hpp"
 #include "host/rules/rule_set.hpp"
+#include "host/system/descriptor.hpp"
+#include "host/system/standard_error.hpp"
 
 namespace qel::host {
 
@@ -36,7 +35,7 @@ std::optional<RuleFile> LoadRules(std::string const& path, TypeCatalogue const& 
     auto reading = ReadRuleFile(path, types);
     for (auto const* const list : {&reading.mistakes, &reading.warnings}) {
         for (auto const& each : *list) {
-            fmt::print(stderr, "{}\n", Describe(each));
+            Tell(Describe(each));
         }
     }
     if (!reading.mistakes.empty()) {
@@ -46,7 +45,7 @@ std::optional<RuleFile> LoadRules(std::string const& path, TypeCatalogue const& 
         try {
             RuleSet const trial(reading.file, channel);
         } catch (Failure const& failure) {
-            fmt::print(stderr, "{}: {}\n", path, failure.what());
+            Tell(OneLine(NameOfInput(path) + ": " + failure.what()));
             return std::nullopt;
         }
     }

@@ -23,6 +23,7 @@
 #include "host/stream/mot_reader.hpp"
 #include "host/stream/timestamp.hpp"
 #include "host/system/output.hpp"
+#include "host/system/standard_error.hpp"
 #include "host/system/stop_signals.hpp"
 
 namespace qel::host {
@@ -185,7 +186,7 @@ bool Run::TellUnreadable(Mistake const& mistake) {
 
 void Run::Tell(std::string const& line) {
     progress.Clear();
-    fmt::print(stderr, "{}\n", line);
+    host::Tell(line);
 }
 
 /// Lets the reader of the output have what there is.

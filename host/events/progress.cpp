@@ -22,13 +22,13 @@ void Progress::Show(Counts const& counts, std::uint64_t events) {
     }
     shown = now;
     isShown = true;
-    fmt::print(terminal, "\r\x1b[K{}", DescribeSpeed(counts, events, GetSeconds()));
+    std::fputs(("\r\x1b[K" + DescribeSpeed(counts, events, GetSeconds())).c_str(), terminal);
     std::fflush(terminal);
 }
 
 void Progress::Clear() {
     if (isShown) {
-        fmt::print(terminal, "\r\x1b[K");
+        std::fputs("\r\x1b[K", terminal);
         std::fflush(terminal);
         isShown = false;
     }

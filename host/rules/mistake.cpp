@@ -1,6 +1,7 @@
 #include "host/rules/mistake.hpp"
 
 #include <algorithm>
+#include <limits>
 #include <vector>
 
 #include <fmt/format.h>
@@ -11,6 +12,7 @@ namespace qel::host {
 namespace {
 
 constexpr std::size_t LongestValue = 80;
+constexpr std::size_t AnyLength = std::numeric_limits<std::size_t>::max();
 
 std::size_t LengthOfCharacter(char first) {
     auto const byte = static_cast<unsigned char>(first);
@@ -53,6 +55,29 @@ std::size_t Distance(std::string_view from, std::string_view to) {
     return current[to.size()];
 }
 
+std::string InOneLine(std::string_view text, std::size_t longest) {
+    bool const isUtf8 = simdjson::validate_utf8(text.data(), text.size());
+    std::string excerpt;
+    std::size_t characters = 0;
+    for (std::size_t at = 0; at < text.size();) {
+        std::string_view character = text.substr(at, isUtf8 ? LengthOfCharacter(text[at]) : 1);
+        at += character.size();
+        if (IsSpace(character)) {
+            if (!excerpt.empty() && excerpt.back() == ' ') {
+                continue;
+            }
+            character = " ";
+        } else if (IsControl(character) || (!isUtf8 && !IsAscii(character))) {
+            character = "?";
+        }
+        if (++characters > longest) {
+            return excerpt + "...";
+        }
+        excerpt += character;
+    }
+    return excerpt;
+}
+
 }  // namespace
 
 std::string Describe(Mistake const& mistake) {
@@ -74,31 +99,12 @@ std::string Describe(Mistake const& mistake) {
     if (!mistake.nearest.empty()) {
         line += fmt::format("; did you mean \"{}\"?", mistake.nearest);
     }
-    return line;
+    return OneLine(line);
 }
 
-std::string Excerpt(std::string_view text) {
-    bool const isUtf8 = simdjson::validate_utf8(text.data(), text.size());
-    std::string excerpt;
-    std::size_t characters = 0;
-    for (std::size_t at = 0; at < text.size();) {
-        std::string_view character = text.substr(at, isUtf8 ? LengthOfCharacter(text[at]) : 1);
-        at += character.size();
-        if (IsSpace(character)) {
-            if (!excerpt.empty() && excerpt.back() == ' ') {
-                continue;
-            }
-            character = " ";
-        } else if (IsControl(character) || (!isUtf8 && !IsAscii(character))) {
-            character = "?";
-        }
-        if (++characters > LongestValue) {
-            return excerpt + "...";
-        }
-        excerpt += character;
-    }
-    return excerpt;
-}
+std::string OneLine(std::string_view text) { return InOneLine(text, AnyLength); }
+
+std::string Excerpt(std::string_view text) { return InOneLine(text, LongestValue); }
 
 std::string Nearest(std::string_view misspelt, std::span<std::string const> names) {
     if (misspelt.size() < 2 || misspelt.size() > LongestValue) {

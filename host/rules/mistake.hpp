@@ -19,11 +19,14 @@ struct Mistake {
     std::string nearest;  // the valid name that was probably meant
 };
 
-/// As in `rules.json:3:15: rules[0].interval: 50: out of range; allowed: a whole number from 100 to 86400000`.
+/// In one line, whatever the parts hold; as in `rules.json:3:15: rules[0].interval: 50: out of range; allowed: a whole
+/// number from 100 to 86400000`.
 std::string Describe(Mistake const& mistake);
 
-/// The text in one line: white space runs become one blank, other control characters '?', and what exceeds 80
-/// characters becomes "...".
+/// The text in one line: white space runs become one blank, other control characters and what is not UTF-8 '?'.
+std::string OneLine(std::string_view text);
+
+/// The same, with "..." for what exceeds 80 characters.
 std::string Excerpt(std::string_view text);
 
 /// The name that a misspelt one probably stands for, or an empty text when none is near.

@@ -1,5 +1,6 @@
 #include "host/rules/rule_set.hpp"
 
+#include <chrono>
 #include <exception>
 
 #include <fmt/format.h>
@@ -57,7 +58,11 @@ RuleSet::RuleSet(RuleFile const& file, std::uint16_t channel) : file(file) {
             rules.emplace(instances[at]->GetId(), at);
         }
     }
-    notifier.SetEventRetriggerTime(file.retriggerTime);
+    // Without a retrigger time every event counts, also one whose time runs backwards: any time has passed since the
+    // last.
+    notifier.SetEventRetriggerTime(file.retriggerTime == std::chrono::milliseconds::zero()
+                                       ? std::chrono::milliseconds::min()
+                                       : file.retriggerTime);
     for (std::size_t at = 0; at < instances.size(); ++at) {
         if (!instances[at]) {
             continue;

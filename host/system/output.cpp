@@ -1,6 +1,7 @@
 #include "host/system/output.hpp"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -42,6 +43,9 @@ void Output::Flush() {
         ssize_t const written = write(file.Get(), left.data(), left.size());
         if (written >= 0) {
             left.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EAGAIN) {  // whoever shares the pipe with this program has made it so
+            pollfd room{file.Get(), POLLOUT, 0};
+            poll(&room, 1, -1);
         } else if (errno != EINTR) {
             int const error = errno;
             buffer.clear();

@@ -10,17 +10,28 @@ namespace {
 
 volatile std::sig_atomic_t caught = 0;
 
-extern "C" void RememberSignal(int signal) { caught = signal; }
+extern "C" void RememberSignal(int signal) {
+    caught = signal;
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+}
+
+/// What a script has told its programs to ignore stays ignored.
+void Catch(int signal, struct sigaction& old) {
+    struct sigaction action {};
+    action.sa_handler = RememberSignal;
+    sigaction(signal, nullptr, &old);
+    if (old.sa_handler != SIG_IGN) {
+        sigaction(signal, &action, nullptr);
+    }
+}
 
 }  // namespace
 
 StopSignals::StopSignals() {
     caught = 0;
-    struct sigaction action {};
-    action.sa_handler = RememberSignal;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigaction(SIGINT, &action, &oldInterrupt);
-    sigaction(SIGTERM, &action, &oldTerminate);
+    Catch(SIGINT, oldInterrupt);
+    Catch(SIGTERM, oldTerminate);
 }
 
 StopSignals::~StopSignals() {

@@ -89,6 +89,12 @@ TEST(TypesTest, RefuseAnUnknownName) {
                 ElementsAre("qel: no type is called \"Previous\"; did you mean \"qel.observable.Previous\"?"));
 }
 
+TEST(GraphTest, HasNoControlCharacters) {
+    auto const outcome =
+        RunQel({"graph", "-"}, R"({"rules": [{"name": "a\u001b[2J\nb\u0000", "type": "qel.observable.Not"}]})");
+    EXPECT_EQ(outcome.out, "digraph G {\n1 [label=\"a?[2J b?\\nqel.observable.Not\"];\n}\n");
+}
+
 TEST(GraphTest, IsDotWithArrowsToTheInputs) {
     auto const outcome = RunQel({"graph", "-"}, R"({"rules": [
         {"name": "both \"at\" once", "type": "qel.observable.And", "inputa": "a", "inputb": "b", "channel": 2},

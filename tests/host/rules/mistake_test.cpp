@@ -15,6 +15,17 @@ TEST(MistakeTest, IsOneLineWithEverythingThatIsKnown) {
     EXPECT_EQ(Describe({"f", 0, 0, "key", "", "missing", "", ""}), "f: key: missing");
 }
 
+TEST(MistakeTest, IsOneLineWhateverItsPartsHold) {
+    EXPECT_EQ(Describe({"r\x1b.json", 1, 2, "na\nme", "a\tb", "not\na \x1b[2Jcolour", "red,\ngreen", "gr\x1b[0meen"}),
+              "r?.json:1:2: na me: a b: not a ?[2Jcolour; allowed: red, green; did you mean \"gr?[0meen\"?");
+}
+
+TEST(OneLineTest, CutsNothing) {
+    std::string const text(1000, 'x');
+    EXPECT_EQ(OneLine(text), text);
+    EXPECT_EQ(OneLine("a\n\x1b b"), "a ? b");
+}
+
 TEST(ExcerptTest, CutsAtEightyCharacters) {
     std::string const eighty(80, 'x');
     EXPECT_EQ(Excerpt(eighty), eighty);

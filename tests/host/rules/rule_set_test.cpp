@@ -100,6 +100,17 @@ TEST_F(RuleSetTest, DropsRepetitionsWithinTheRetriggerTime) {
     EXPECT_THAT(Run(rules, 1000, {7}), ElementsAre("watch 7 zone 1"));
 }
 
+TEST_F(RuleSetTest, DropsNothingWithoutARetriggerTimeWhenTimesRunBackwards) {
+    auto const file = Read(R"({"zones": [{"id": 1, "polygon": [[0, 0], [1, 0], [1, 1]]}],
+        "rules": [{"name": "watch", "type": "qel.tests.Watcher", "zone": 1}]})");
+    RuleSet rules(file, 0);
+    EXPECT_THAT(Run(rules, 10'000, {7}), ElementsAre("watch 7 zone 1"));
+    EXPECT_THAT(Run(rules, 10'040, {}), ElementsAre("watch 7 zone 1 ends"));
+    EXPECT_THAT(Run(rules, 0, {7}), ElementsAre("watch 7 zone 1"));
+    EXPECT_THAT(Run(rules, 0, {}), ElementsAre("watch 7 zone 1 ends"));
+    EXPECT_THAT(Run(rules, 0, {7}), ElementsAre("watch 7 zone 1"));
+}
+
 TEST_F(RuleSetTest, KnowsWhichRuleAnInstanceIs) {
     auto const file = Read(R"({"zones": [{"id": 1, "polygon": [[0, 0], [1, 0], [1, 1]]}], "rules": [
         {"name": "elsewhere", "type": "qel.observable.Not", "channel": 9},

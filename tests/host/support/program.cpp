@@ -90,7 +90,13 @@ Program::Program(std::vector<std::string> arguments, Streams streams) {
         signal(SIGPIPE, SIG_DFL);
         dup2(toInput.read, STDIN_FILENO);
         dup2(outputOfProgram, STDOUT_FILENO);
-        dup2(streams == Streams::Terminal ? outputOfProgram : fromError.write, STDERR_FILENO);
+        if (streams == Streams::FullError) {
+            dup2(open("/dev/full", O_WRONLY), STDERR_FILENO);
+        } else if (streams == Streams::ClosedError) {
+            close(STDERR_FILENO);
+        } else {
+            dup2(streams == Streams::Terminal ? outputOfProgram : fromError.write, STDERR_FILENO);
+        }
         for (int file = STDERR_FILENO + 1; file < 64; ++file) {
             close(file);
         }

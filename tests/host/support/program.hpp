@@ -20,7 +20,9 @@ struct Outcome {
 /// The program qel, running as a process of its own. What a test waits for must come: there is no time-out but ctest's.
 class Program {
 public:
-    enum class Streams { Pipes, Terminal };
+    /// The last two are as `Pipes`, but messages cannot be written: there is no room for them, or standard error is
+    /// closed.
+    enum class Streams { Pipes, Terminal, FullError, ClosedError };
 
     /// Whether this machine gives pseudo-terminals; a bare root file system may not.
     static bool HasTerminals();

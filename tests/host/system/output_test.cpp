@@ -3,8 +3,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <string>
 
@@ -64,6 +66,40 @@ TEST(OutputTest, TellsThatTheDiskIsFull) {
         EXPECT_STREQ(error.what(), "/dev/full: cannot be written: No space left on device");
     }
     EXPECT_FALSE(output.HasPending()) << "what failed is not tried again";
+}
+
+TEST(OutputTest, WaitsForRoomInAPipeThatDoesNotBlock) {
+    tests::TemporaryDirectory const directory;
+    auto const path = (directory / "pipe").string();
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    int const reader = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+    int const writer = open(path.c_str(), O_WRONLY | O_NONBLOCK);
+    int const capacity = fcntl(writer, F_GETPIPE_SZ);
+    std::string const text(static_cast<std::size_t>(3 * capacity), 'x');
+    pid_t const program = fork();
+    if (program == 0) {
+        dup2(writer, STDOUT_FILENO);
+        try {
+            Output output("-");
+            output.Write(text);
+            output.Flush();
+            _exit(0);
+        } catch (CannotWrite const&) {
+            _exit(1);
+        }
+    }
+    close(writer);
+    std::size_t read = 0;
+    fcntl(reader, F_SETFL, 0);
+    std::string piece(1000, ' ');
+    for (ssize_t count = 1; count > 0; read += static_cast<std::size_t>(std::max<ssize_t>(count, 0))) {
+        count = ::read(reader, piece.data(), piece.size());
+    }
+    close(reader);
+    int status = -1;
+    waitpid(program, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(read, text.size());
 }
 
 TEST(OutputTest, TellsApartThatNobodyReadsAnyMore) {

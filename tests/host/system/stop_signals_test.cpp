@@ -5,6 +5,7 @@
 
 #include <array>
 #include <csignal>
+#include <cstdlib>
 #include <thread>
 
 namespace qel::host {
@@ -49,6 +50,31 @@ TEST(StopSignalsTest, LetASecondSignalEndTheProgram) {
             std::raise(SIGINT);
         },
         testing::KilledBySignal(SIGINT), "");
+}
+
+TEST(StopSignalsTest, LetASecondSignalOfTheOtherKindEndTheProgram) {
+    EXPECT_EXIT(
+        {
+            StopSignals const stop;
+            std::raise(SIGTERM);
+            std::raise(SIGINT);
+        },
+        testing::KilledBySignal(SIGINT), "");
+}
+
+TEST(StopSignalsTest, LeaveIgnoredWhatWasIgnored) {
+    EXPECT_EXIT(
+        {
+            std::signal(SIGINT, SIG_IGN);
+            {
+                StopSignals const stop;
+                std::raise(SIGINT);
+                EXPECT_EQ(stop.GetCaught(), 0);
+            }
+            std::raise(SIGINT);
+            std::exit(testing::Test::HasFailure() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST(StopSignalsTest, AreGoneWithTheObject) {
