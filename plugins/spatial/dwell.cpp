@@ -1,6 +1,7 @@
 #include <chrono>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -22,7 +23,8 @@ namespace {
 
 constexpr std::chrono::seconds DefaultDuration{10};
 
-/// The last member of the chain: of the presences of the frame, those that have lasted.
+/// The last member of the chain: of the presences of the frame, those that have lasted. One that has lasted goes on
+/// being reported until it ends, also in frames that come late and have an earlier time.
 class LastingPresence : public Observable, public DurationTrack {
 public:
     static constexpr char const* ClassTypeName = "qel.observable.spatial.LastingPresence";
@@ -34,7 +36,7 @@ public:
 
     void Reset() override {
         ResetDurationTrack();
-        stayIds.clear();
+        eventIds.clear();
     }
     std::vector<unsigned int> GetDependents() const override { return {presence->GetId()}; }
     Events Process(meta::Meta const& frame) override;
@@ -46,10 +48,11 @@ public:
     std::string GetTrackCategory() const override { return "spatial"; }
 
 private:
-    void ForgetReturned(Events const& stays, meta::Timestamp now);
+    std::shared_ptr<meta::data::Event> Report(meta::data::Event const& stay) const;
 
     std::shared_ptr<Presence const> presence;
-    std::map<unsigned int, unsigned int> stayIds;  // the presences of the last frame, by the object's id
+    std::map<unsigned int, unsigned int>
+        eventIds;  // of what was reported in the last frame, by the presence's event id
 };
 
 meta::data::Event const& AsEvent(std::shared_ptr<object::Object> const& object) {
@@ -64,43 +67,40 @@ unsigned int ObjectOf(meta::data::Event const& stay) {
 
 Events LastingPresence::Process(meta::Meta const& frame) {
     Events stays;
-    std::map<unsigned int, meta::data::Event const*> stayOf;
     for (auto const& stay : meta::EventsNaming(frame, presence->GetId())) {
         stays.push_back(std::make_shared<meta::data::Event>(stay));
-        stayOf.emplace(ObjectOf(stay), &stay);
     }
-    ForgetReturned(stays, frame.GetTimestamp());
+    std::set<unsigned int> seenForLong;
+    for (auto const& tracked : TrackObjects(stays, frame.GetTimestamp())) {
+        seenForLong.insert(ObjectOf(AsEvent(tracked)));
+    }
 
     Events events;
-    for (auto const& tracked : TrackObjects(stays, frame.GetTimestamp())) {
-        auto const& event = AsEvent(tracked);
-        auto const& stay = *stayOf.at(ObjectOf(event));
-        // The frames of a gap are no part of the stay.
-        if (meta::Elapsed(stay.GetStart(), stay.GetEnd()) > GetDuration()) {
-            events.push_back(std::make_shared<meta::data::Event>(event.GetId(), event.GetName(), event.GetType(),
-                                                                 event.GetCategory(), stay.GetStart(), stay.GetEnd(),
-                                                                 event.GetObjects()));
+    std::map<unsigned int, unsigned int> idsNow;
+    for (auto const& each : stays) {
+        auto const& stay = AsEvent(each);
+        // The frames of a gap are no part of the stay; nor is an earlier stay that ended between two frames.
+        bool const hasLasted =
+            seenForLong.count(ObjectOf(stay)) != 0 && meta::Elapsed(stay.GetStart(), stay.GetEnd()) > GetDuration();
+        if (hasLasted || eventIds.count(stay.GetId()) != 0) {
+            auto event = Report(stay);
+            idsNow.emplace(stay.GetId(), event->GetId());
+            events.push_back(std::move(event));
         }
     }
+    eventIds = std::move(idsNow);
     return events;
 }
 
-/// An object whose presence has ended and begun again between two frames starts anew.
-void LastingPresence::ForgetReturned(Events const& stays, meta::Timestamp now) {
-    Events continued;
-    std::map<unsigned int, unsigned int> ids;
-    for (auto const& stay : stays) {
-        unsigned int const object = ObjectOf(AsEvent(stay));
-        ids.emplace(object, AsEvent(stay).GetId());
-        auto const before = stayIds.find(object);
-        if (before == stayIds.end() || before->second == AsEvent(stay).GetId()) {
-            continued.push_back(stay);
-        }
+std::shared_ptr<meta::data::Event> LastingPresence::Report(meta::data::Event const& stay) const {
+    meta::data::Event::Objects about{MakeTrackRecord()};
+    about.insert(about.end(), stay.GetObjects().begin(), stay.GetObjects().end());
+    if (auto const known = eventIds.find(stay.GetId()); known != eventIds.end()) {
+        return std::make_shared<meta::data::Event>(known->second, GetTrackName(), GetTrackType(), GetTrackCategory(),
+                                                   stay.GetStart(), stay.GetEnd(), std::move(about));
     }
-    if (continued.size() < stays.size()) {
-        TrackObjects(continued, now);  // what it does not see it forgets
-    }
-    stayIds = std::move(ids);
+    return std::make_shared<meta::data::Event>(GetTrackName(), GetTrackType(), GetTrackCategory(), stay.GetStart(),
+                                               stay.GetEnd(), std::move(about));
 }
 
 /// Reports every object that has been in the zone for strictly longer than a duration, from its entry to the last frame

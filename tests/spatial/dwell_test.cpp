@@ -35,6 +35,59 @@ INSTANTIATE_TEST_SUITE_P(
                         "CountsFromThePresence", {Time("hold_on", 200), Time("hold_off", 0)}, "iiiiiiii", "------AA"}),
     NameOf);
 
+TEST(DwellTest, GoesOnInALateFrame) {
+    Player player(MakeRule("Dwell", {Time("duration", 300)}));
+    EXPECT_EQ(player.Play("iiiii"), "----A");
+    player.time = 250;
+    EXPECT_EQ(player.Play("i"), "A");
+    EXPECT_EQ(player.Spans(), "A 0..250");
+    player.time = 500;
+    EXPECT_EQ(player.Play("i"), "A");
+    EXPECT_EQ(player.Spans(), "A 0..500");
+    player.time = -1000;
+    EXPECT_EQ(player.Play("i"), "A");
+}
+
+TEST(DwellTest, FramesOfOneTimeDoNotLast) {
+    Player player(MakeRule("Dwell", {Time("duration", 0)}));
+    EXPECT_EQ(player.Play("iii", 0), "---");
+    player.time = 1;
+    EXPECT_EQ(player.Play("i"), "A");
+}
+
+TEST(DwellTest, AfterABridgedGapTheEndMovesOnAndTheStartStays) {
+    Player player(MakeRule("Dwell", {Time("duration", 300), Time("hold_off", 200)}));
+    EXPECT_EQ(player.Play("iiiiio"), "----AA");
+    EXPECT_EQ(player.Spans(), "A 0..400");
+    EXPECT_EQ(player.Play("i"), "A");
+    EXPECT_EQ(player.Spans(), "A 0..600");
+}
+
+TEST(DwellTest, LongerIsLongerByANanosecondAlsoForADay) {
+    std::vector const inside{Standing(7, {0.5, 0.5})};
+    for (std::int64_t const duration : {std::int64_t{300}, std::int64_t{24 * 60 * 60 * 1000}}) {
+        Player player(MakeRule("Dwell", {Time("duration", duration)}));
+        EXPECT_EQ(player.Play(At(0), inside), "-");
+        EXPECT_EQ(player.Play(At(duration), inside), "-");
+        EXPECT_EQ(player.Play(At(duration) + std::chrono::nanoseconds(1), inside), "A");
+    }
+}
+
+TEST(DwellTest, AReturnThatIsTooLateIsANewStayBesideOneThatGoesOn) {
+    Player player(MakeRule("Dwell", {Time("duration", 200), Time("hold_off", 100)}));
+    auto const seven = Standing(7, {0.5, 0.5});
+    auto const eight = Standing(8, {0.5, 0.5});
+    for (auto const& [time, reported] : std::vector<std::pair<std::int64_t, std::string>>{{0, "-"}, {201, "AB"}}) {
+        EXPECT_EQ(player.Play(At(time), {seven, eight}), reported) << time;
+    }
+    EXPECT_EQ(player.Play(At(301), {eight}), "AB");
+    EXPECT_EQ(player.Spans(), "A 0..201, B 0..301");
+    EXPECT_EQ(player.Play(At(302), {seven, eight}), "B") << "101 ms after it was there last";
+    EXPECT_EQ(player.Play(At(502), {seven, eight}), "B");
+    EXPECT_EQ(player.Play(At(503), {seven, eight}), "CB");
+    EXPECT_EQ(player.Spans(), "C 302..503, B 0..503");
+}
+
 TEST(DwellTest, LastsFromTheEntryToTheLastFrameInTheZoneAndCarriesItsOwnRecord) {
     auto const rule = MakeRule("Dwell", {Time("duration", 100), Text("name", "waiting")});
     rule->SetId(5);
