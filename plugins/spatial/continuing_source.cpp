@@ -52,6 +52,9 @@ Events ObjectSource::Process(meta::Meta const& frame) {
         }
         ++at;
     }
+    if (tracked.empty()) {
+        latestZone.reset();
+    }
     return events;
 }
 

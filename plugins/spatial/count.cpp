@@ -36,15 +36,20 @@ public:
 
     static std::vector<property::Schema> MakeProperties();
 
-    void Reset() override { episode.reset(); }
+    void Reset() override { scene.reset(); }
     Events Process(meta::Meta const& frame) override;
 
 private:
+    /// What was there when the number was right last.
+    struct Scene {
+        Episode episode;
+        std::vector<Sighting> counted;
+        std::shared_ptr<meta::data::Zone const> zone;
+    };
+
     std::uint32_t minimum = DefaultMinimum;
     std::uint32_t maximum = DefaultMaximum;
-    std::optional<Episode> episode;
-    std::vector<Sighting> counted;  // when the number was right last
-    std::shared_ptr<meta::data::Zone const> zoneThen;
+    std::optional<Scene> scene;
 };
 
 type::registry::detail::Scoped<Count, type::Registry<registry::Info>> const registration(registry::Get());
@@ -68,19 +73,19 @@ Events Count::Process(meta::Meta const& frame) {
         std::erase_if(inside, [&](Sighting const& each) { return !Contains(zone->GetPoints(), each.anchor); });
     }
     if (zone && inside.size() >= minimum && inside.size() <= maximum) {
-        if (!episode) {
-            episode.emplace(now);
+        if (!scene) {
+            scene = Scene{Episode(now), {}, {}};
         }
-        episode->Hold(now, GetTimes());
-        counted = std::move(inside);
-        zoneThen = std::move(zone);
-    } else if (episode && !episode->Pause(now, GetTimes())) {
-        episode.reset();
+        scene->episode.Hold(now, GetTimes());
+        scene->counted = std::move(inside);
+        scene->zone = std::move(zone);
+    } else if (scene && !scene->episode.Pause(now, GetTimes())) {
+        scene.reset();
     }
-    if (!episode || !episode->IsReported()) {
+    if (!scene || !scene->episode.IsReported()) {
         return {};
     }
-    return {Continue(*episode, counted, zoneThen)};
+    return {Continue(scene->episode, scene->counted, scene->zone)};
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <tuple>
+#include <utility>
+
 #include "tests/spatial/support.hpp"
 
 namespace qel::tests::spatial {
@@ -80,6 +83,78 @@ TEST(CountTest, CarriesTheObjectsThroughAGapThoseOfTheLastFrameInWhichItHeld) {
     EXPECT_EQ(bridged[0]->As<meta::data::Event>().GetEnd(), At(0));
     EXPECT_EQ(bridged[0]->As<meta::data::Event>().GetType(), "count");
     EXPECT_EQ(bridged[0]->As<meta::data::Event>().GetId(), first[0]->As<meta::data::Event>().GetId());
+}
+
+TEST(CountTest, NoNumberIsAtLeastTheGreaterAndAtMostTheSmallerBound) {
+    Player player(MakeRule("Count", {Number("minimum", 2), Number("maximum", 1), Time("hold_off", 0)}));
+    EXPECT_EQ(Play(player, {0, 1, 2, 3}), "----");
+}
+
+TEST(CountTest, CountsEveryIdOnceAndTheBoundaryToo) {
+    Player player(MakeRule("Count", {Number("minimum", 2), Number("maximum", 2), Time("hold_off", 0)}));
+    Point const inside{0.5, 0.5};
+    Point const corner{0.25, 0.25};
+    Point const outside{0.125, 0.125};
+    EXPECT_EQ(player.Play(At(0), {Standing(1, inside), Standing(1, inside)}), "-");
+    EXPECT_EQ(player.Play(At(100), {Standing(1, inside), Standing(2, corner), Standing(1, inside)}), "A");
+    EXPECT_EQ(player.Play(At(200), {Standing(1, outside), Standing(2, inside), Standing(1, inside)}), "-")
+        << "the first of two with one id is the one that counts";
+}
+
+TEST(CountTest, LastsFromTheOnsetToTheLastFrameThatHeldAndCarriesTheZone) {
+    auto const rule = MakeRule("Count", {Number("minimum", 2), Time("hold_off", 200), Text("name", "pair")});
+    rule->SetId(4);
+    Player player(rule);
+    EXPECT_EQ(Play(player, {1, 2, 1}), "-AA");
+    EXPECT_EQ(player.Spans(), "A 100..100");
+    player.zone = nullptr;
+    EXPECT_EQ(Play(player, {0}), "A") << "without its zone the number is not right";
+    player.zone = Square();
+    player.time = 300;
+    EXPECT_EQ(Play(player, {3}), "A");
+    EXPECT_EQ(player.Spans(), "A 100..300");
+    EXPECT_THAT(player.Describe(),
+                ElementsAre("A pair/count/spatial 100..300 [record 4, object 0 person@1(0.375 0.25 0.25 0.25), "
+                            "object 1 person@1(0.375 0.25 0.25 0.25), object 2 person@1(0.375 0.25 0.25 0.25), zone 1 "
+                            "square(0.25 0.25;0.75 0.25;0.75 0.75;0.25 0.75;)]"));
+    player.time = 501;
+    EXPECT_EQ(Play(player, {2}), "A") << "two frames one after the other are no gap";
+    EXPECT_EQ(Play(player, {1}), "A");
+    player.time = 702;
+    EXPECT_EQ(Play(player, {2}), "B");
+    EXPECT_EQ(player.Spans(), "B 702..702");
+}
+
+TEST(CountTest, HoldsInFramesOfOneTimeAndOverTimesThatRunBackwards) {
+    Player player(MakeRule("Count", {Time("hold_on", 100), Time("hold_off", 100)}));
+    for (auto const& [time, number, reported] :
+         std::vector<std::tuple<std::int64_t, unsigned int, std::string>>{{1000, 1, "-"},
+                                                                          {1000, 1, "-"},
+                                                                          {900, 1, "-"},
+                                                                          {1100, 1, "A"},
+                                                                          {900, 1, "A"},
+                                                                          {950, 0, "A"},
+                                                                          {1001, 0, "-"}}) {
+        player.time = time;
+        EXPECT_EQ(Play(player, {number}), reported) << time;
+    }
+}
+
+TEST(CountTest, LetsGoOfTheZoneAndTheObjectsThatItNeedsNoLonger) {
+    for (bool const isReset : {false, true}) {
+        Player player(MakeRule("Count", {Time("hold_off", 0)}));
+        std::weak_ptr<meta::data::Zone> const zone = player.zone;
+        auto person = Standing(7, {0.5, 0.5});
+        EXPECT_EQ(player.Play(At(0), {person}), "A");
+        std::weak_ptr<meta::data::Object> const object = std::exchange(person, nullptr);
+        player.zone = nullptr;
+        if (isReset) {
+            player.rule->Reset();
+        }
+        EXPECT_EQ(player.Play(At(100), {}), "-");
+        EXPECT_TRUE(zone.expired()) << isReset;
+        EXPECT_TRUE(object.expired()) << isReset;
+    }
 }
 
 TEST(CountTest, ResetForgetsTheEvent) {
