@@ -8,7 +8,8 @@ namespace qel::observable::spatial {
 
 using meta::data::Point;
 
-/// The closed area with these corners, fewer than three of which enclose nothing.
+/// The area with these corners, fewer than three of which enclose nothing: the boundary and whatever it goes around,
+/// also where it touches or crosses itself.
 using Polygon = std::vector<Point>;
 /// The open line through these points.
 using Line = std::vector<Point>;

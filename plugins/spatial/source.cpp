@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -26,7 +27,8 @@ std::string_view WithoutBlanks(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-/// The item as the frame shares it. Items never change, so events need no copies of their own.
+/// The item as the frame shares it. Items never change, so events need no copies of their own; unless the item is a
+/// part of something else, which is what the frame shares then.
 template <class T>
 std::shared_ptr<T const> Share(T const& item) {
     if (auto shared = item.weak_from_this().lock()) {
@@ -71,8 +73,8 @@ std::shared_ptr<meta::data::Zone const> Source::FindZone(meta::Meta const& frame
         return nullptr;
     }
     for (auto const& each : meta::ItemsOf<meta::data::Zone>(frame)) {
-        if (each.GetId() == zone) {
-            return each.GetShape() == shape ? Share(each) : nullptr;
+        if (each.GetId() == zone && each.GetShape() == shape) {
+            return Share(each);
         }
     }
     return nullptr;
@@ -81,8 +83,9 @@ std::shared_ptr<meta::data::Zone const> Source::FindZone(meta::Meta const& frame
 std::vector<Sighting> Source::FindObjects(meta::Meta const& frame) const {
     std::vector<Sighting> sightings;
     for (auto const& object : meta::ItemsOf<meta::data::Object>(frame)) {
-        if (Counts(object)) {
-            sightings.push_back({Share(object), AnchorOf(object.GetBox())});
+        Point const place = AnchorOf(object.GetBox());
+        if (Counts(object) && std::isfinite(place.x) && std::isfinite(place.y)) {
+            sightings.push_back({Share(object), place});
         }
     }
     auto const id = [](Sighting const& each) { return each.object->GetId(); };

@@ -52,10 +52,11 @@ protected:
     /// `kind` is the type text of the events; `type` the id of the class.
     Source(hash::MurmurThree32 type, std::string name, char const* kind, meta::data::Zone::Shape shape);
 
-    /// The zone's record in the frame; null when there is none of this id and of the right shape.
+    /// The first record in the frame of a zone of this id and of the right shape; null when there is none.
     std::shared_ptr<meta::data::Zone const> FindZone(meta::Meta const& frame) const;
 
-    /// The objects of the frame that count, the first of each id, in ascending order of ids.
+    /// The objects of the frame that count, the first of each id, in ascending order of ids. An object that is nowhere,
+    /// because a number of its box is not finite, does not count.
     std::vector<Sighting> FindObjects(meta::Meta const& frame) const;
 
     /// An event of this observable about objects in its zone, with a new id or as a continuation.

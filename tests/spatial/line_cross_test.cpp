@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <optional>
@@ -8,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/spatial/exact_geometry.hpp"
 #include "tests/spatial/support.hpp"
 #include "tests/support/random.hpp"
 
@@ -214,43 +214,7 @@ INSTANTIATE_TEST_SUITE_P(
                          "----A"}),
     [](auto const& info) { return std::string(info.param.name); });
 
-/// Whether a point that is not on a closed line is inside of it, where inside is what an odd number of turns enclose.
-/// Exact for whole numbers.
-bool IsInside(std::vector<Point> const& ring, Point point) {
-    bool inside = false;
-    for (std::size_t at = 0; at < ring.size(); ++at) {
-        Point const& first = ring[at];
-        Point const& last = ring[(at + 1) % ring.size()];
-        if ((first.y > point.y) != (last.y > point.y)) {
-            double const turn = (last.x - first.x) * (point.y - first.y) - (last.y - first.y) * (point.x - first.x);
-            inside = inside != ((turn > 0) == (last.y > first.y));
-        }
-    }
-    return inside;
-}
-
-bool IsOn(std::vector<Point> const& line, Point point) {
-    for (std::size_t at = 0; at + 1 < line.size(); ++at) {
-        auto const [left, right] = std::minmax(line[at].x, line[at + 1].x);
-        auto const [top, bottom] = std::minmax(line[at].y, line[at + 1].y);
-        double const turn = (line[at + 1].x - line[at].x) * (point.y - line[at].y) -
-                            (line[at + 1].y - line[at].y) * (point.x - line[at].x);
-        if (turn == 0 && point.x >= left && point.x <= right && point.y >= top && point.y <= bottom) {
-            return true;
-        }
-    }
-    return false;
-}
-
-std::vector<Point> PointsAtRandom(Random& random, std::size_t count) {
-    std::vector<Point> points;
-    for (std::size_t at = 0; at < count; ++at) {
-        points.push_back({static_cast<double>(random.Below(5)), static_cast<double>(random.Below(5))});
-    }
-    return points;
-}
-
-/// On a grid this small most paths touch the line, run along it or pass over its points.
+/// What an odd number of turns go around is inside.
 void ExpectEventsWhereTheInsideChanges(std::vector<Point> const& line, std::vector<Point> const& ring,
                                        std::vector<Point> const& path) {
     std::string expected;
@@ -258,7 +222,7 @@ void ExpectEventsWhereTheInsideChanges(std::vector<Point> const& line, std::vect
     char next = 'A';
     for (auto const& point : path) {
         bool const isOff = !IsOn(line, point);
-        bool const inside = isOff && IsInside(ring, point);
+        bool const inside = isOff && TurnsAround(ring, point) % 2 != 0;
         expected += isOff && wasInside && *wasInside != inside ? next++ : '-';
         if (isOff) {
             wasInside = inside;
@@ -270,9 +234,8 @@ void ExpectEventsWhereTheInsideChanges(std::vector<Point> const& line, std::vect
 
 TEST(LineCrossRandomTest, WhoCrossesAClosedLineChangesBetweenInsideAndOutside) {
     RunAtRandom(5'000, [](Random& random) {
-        auto ring = PointsAtRandom(random, 2 + random.Below(5));
-        ring.push_back(ring.front());
-        ExpectEventsWhereTheInsideChanges(ring, ring, PointsAtRandom(random, 6));
+        auto const ring = PointsAtRandom(random, 2 + random.Below(5));
+        ExpectEventsWhereTheInsideChanges(Close(ring), ring, PointsAtRandom(random, 6));
     });
 }
 
@@ -400,6 +363,19 @@ TEST(LineCrossTest, StaysDoNotLastWhileTimeStandsStillOrRunsBackwards) {
     EXPECT_EQ(player.Play("rrr", -100), "---");
     player.time = 599;
     EXPECT_EQ(player.Play("rr", 1), "-A");
+}
+
+TEST(LineCrossTest, TakesTheLineBesideAnAreaOfItsId) {
+    auto const rule = MakeRule("LineCross", AtOnce);
+    std::string reported;
+    for (std::int64_t const time : {0, 100}) {
+        meta::Meta const frame(At(time));
+        frame.Append(Square());
+        frame.Append(Upright());
+        frame.Append(Standing(7, PlaceOf(time == 0 ? 'o' : 'r')));
+        reported += std::to_string(rule->Process(frame).size());
+    }
+    EXPECT_EQ(reported, "01");
 }
 
 TEST(LineCrossTest, AnotherLineStartsAnew) {

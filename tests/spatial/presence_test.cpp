@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
 
+#include <limits>
+
+#include "tests/spatial/exact_geometry.hpp"
 #include "tests/spatial/support.hpp"
+#include "tests/support/random.hpp"
 
 namespace qel::tests::spatial {
 namespace {
@@ -48,6 +52,172 @@ INSTANTIATE_TEST_SUITE_P(
                     Timeline{
                         "ANewEventHoldsOnAgain", {Time("hold_on", 200), Time("hold_off", 0)}, "iiioiii", "--A---B"}),
     NameOf);
+
+TEST(PresenceTest, AnEventKeepsItsOnsetThroughAGapAndAReturnThatIsTooLateHasItsOwn) {
+    Player player(MakeRule("Presence", {Time("hold_off", 200)}));
+    EXPECT_EQ(player.Play("io"), "AA");
+    EXPECT_EQ(player.Spans(), "A 0..0");
+    EXPECT_EQ(player.Play("i"), "A");
+    EXPECT_EQ(player.Spans(), "A 0..200");
+    EXPECT_EQ(player.Play("o__i"), "AB");
+    EXPECT_EQ(player.Spans(), "B 600..600");
+    EXPECT_EQ(player.Play("oooi"), "BB-C");
+    EXPECT_EQ(player.Spans(), "C 1000..1000");
+}
+
+TEST(PresenceTest, AnObjectThatDoesNotCountForAFrameIsInAGap) {
+    Player player(
+        MakeRule("Presence", {Time("hold_off", 100), Text("classes", "person"), Real("minimum_confidence", 0.5)}));
+    Point const inside{0.5, 0.5};
+    EXPECT_EQ(player.Play(At(0), {Standing(7, inside)}), "A");
+    EXPECT_EQ(player.Play(At(100), {Standing(7, inside, "car")}), "A");
+    EXPECT_THAT(player.Describe(), ElementsAre(testing::HasSubstr("object 7 person@1"))) << "as it counted last";
+    EXPECT_EQ(player.Play(At(200), {Standing(7, inside, "car")}), "-");
+    EXPECT_EQ(player.Play(At(300), {Standing(7, inside)}), "B");
+    EXPECT_EQ(player.Play(At(400), {Standing(7, inside, "person", 0.4)}), "B");
+    EXPECT_EQ(player.Play(At(500), {Standing(7, inside, "person", 0.4)}), "-");
+}
+
+TEST(PresenceTest, GoesOnInAZoneThatChangesItsShapeAndCarriesItAsItIs) {
+    Player player(MakeRule("Presence", {Time("hold_off", 100)}));
+    EXPECT_EQ(player.Play("i"), "A");
+    player.zone = std::make_shared<meta::data::Zone>(1, "grown", std::vector<Point>{{0, 0}, {1, 0}, {1, 1}, {0, 1}});
+    EXPECT_EQ(player.Play("o"), "A");
+    EXPECT_EQ(player.Spans(), "A 0..100");
+    EXPECT_THAT(player.Describe(), ElementsAre(testing::HasSubstr("zone 1 grown(0 0;")));
+    player.zone = std::make_shared<meta::data::Zone>(1, "shrunk", std::vector<Point>{{0, 0}, {0, 1}});
+    EXPECT_EQ(player.Play("ii"), "A-");
+}
+
+TEST(PresenceTest, TakesTheFirstZoneOfItsIdAndShape) {
+    auto const zone = [](char const* name, Point corner, meta::data::Zone::Shape shape) {
+        return std::make_shared<meta::data::Zone>(
+            1, name, std::vector<Point>{corner, {corner.x + 0.5, corner.y}, {corner.x + 0.5, corner.y + 0.5}}, shape);
+    };
+    meta::Meta const frame(At(0));
+    frame.Append(zone("line", {0.0, 0.0}, meta::data::Zone::Shape::Line));
+    frame.Append(zone("first", {0.0, 0.0}, meta::data::Zone::Shape::Polygon));
+    frame.Append(zone("second", {0.5, 0.5}, meta::data::Zone::Shape::Polygon));
+    frame.Append(Standing(7, {0.375, 0.25}));
+    frame.Append(Standing(8, {0.875, 0.75}));
+    EXPECT_THAT(Describer().Each(MakeRule("Presence")->Process(frame)),
+                ElementsAre(testing::AllOf(testing::HasSubstr("object 7"), testing::HasSubstr("zone 1 first("))));
+}
+
+TEST(PresenceTest, BridgesAGapOfExactlyADayAndHoldsOnForOne) {
+    constexpr std::int64_t Day = 24 * 60 * 60 * 1000;
+    std::vector const inside{Standing(7, {0.5, 0.5})};
+    for (auto const& [late, bridged, begun] :
+         std::vector<std::tuple<std::chrono::nanoseconds, std::string, std::string>>{
+             {std::chrono::nanoseconds(-1), "A", "-"},
+             {std::chrono::nanoseconds(0), "A", "A"},
+             {std::chrono::nanoseconds(1), "B", "A"}}) {
+        Player gap(MakeRule("Presence", {Time("hold_off", Day)}));
+        EXPECT_EQ(gap.Play("io"), "AA");
+        EXPECT_EQ(gap.Play(At(Day) + late, inside), bridged) << late.count();
+        Player onset(MakeRule("Presence", {Time("hold_on", Day)}));
+        EXPECT_EQ(onset.Play("ii"), "--");
+        EXPECT_EQ(onset.Play(At(Day) + late, inside), begun) << late.count();
+    }
+}
+
+/// A zone, and places that are in it or not.
+struct Area {
+    char const* name;
+    std::vector<Point> corners;
+    std::vector<Point> inside;
+    std::vector<Point> outside;
+};
+
+class PresenceAreaTest : public testing::TestWithParam<Area> {};
+
+TEST_P(PresenceAreaTest, Holds) {
+    auto const zone = std::make_shared<meta::data::Zone>(1, "area", GetParam().corners);
+    auto const isIn = [&](Point place) {
+        return Player(MakeRule("Presence"), zone).Play(At(0), {Standing(7, place)}) == "A";
+    };
+    for (auto const& place : GetParam().inside) {
+        EXPECT_TRUE(isIn(place)) << place.x << ' ' << place.y;
+    }
+    for (auto const& place : GetParam().outside) {
+        EXPECT_FALSE(isIn(place)) << place.x << ' ' << place.y;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, PresenceAreaTest,
+    testing::Values(
+        Area{"Slanted", {{0, 0}, {4, 2}, {0, 4}}, {{1, 1}, {2, 1}, {1, 0.5}, {3, 1.5}, {4, 2}}, {{2, 0.75}, {4, 1.75}}},
+        Area{
+            "Concave", {{0, 0}, {4, 0}, {2, 2}, {4, 4}, {0, 4}}, {{1, 2}, {2, 2}, {3, 1}, {3, 3}}, {{3, 2}, {2.25, 2}}},
+        Area{"TouchingItself",
+             {{0, 0}, {2, 2}, {4, 0}, {4, 4}, {2, 2}, {0, 4}},
+             {{0.5, 2}, {3.5, 2}, {2, 2}},
+             {{2, 1}, {2, 3}}},
+        Area{"CrossingItself", {{0, 0}, {4, 4}, {4, 0}, {0, 4}}, {{0.5, 2}, {3.5, 2}, {2, 2}}, {{2, 1}, {2, 3}}},
+        Area{"GoingAroundTwice",
+             {{0, 0}, {4, 0}, {4, 4}, {0, 4}, {0, 0}, {3, 0}, {3, 3}, {0, 3}},
+             {{1, 1}, {3.5, 3.5}},
+             {{5, 1}}},
+        Area{"ACornerTwice", {{0, 0}, {4, 0}, {4, 0}, {4, 4}, {0, 4}}, {{2, 2}, {4, 0}, {4, 2}}, {{5, 0}, {5, 2}}},
+        Area{"TheFirstCornerAgainAtTheEnd", {{0, 0}, {4, 0}, {4, 4}, {0, 4}, {0, 0}}, {{2, 2}, {0, 2}}, {{5, 2}}},
+        Area{"AllOnALine", {{0, 0}, {2, 2}, {4, 4}}, {{1, 1}, {3, 3}, {4, 4}}, {{1, 2}, {5, 5}}},
+        Area{"TwoCorners", {{0, 0}, {4, 4}}, {}, {{0, 0}, {2, 2}}}, Area{"OneCorner", {{2, 2}}, {}, {{2, 2}}},
+        Area{"NoCorner", {}, {}, {{0, 0}}}),
+    [](auto const& info) { return std::string(info.param.name); });
+
+TEST(PresenceRandomTest, TheAreaIsTheBoundaryAndWhatItGoesAround) {
+    RunAtRandom(5'000, [](Random& random) {
+        auto const ring = PointsAtRandom(random, 3 + random.Below(5));
+        Point const place = PointsAtRandom(random, 1).front();
+        Player player(MakeRule("Presence"), std::make_shared<meta::data::Zone>(1, "area", ring));
+        EXPECT_EQ(player.Play(At(0), {Standing(7, place)}),
+                  IsOn(Close(ring), place) || TurnsAround(ring, place) != 0 ? "A" : "-")
+            << testing::PrintToString(ring) << ' ' << place.x << ' ' << place.y;
+    });
+}
+
+TEST(PresenceTest, APlaceThatIsNotFiniteIsNone) {
+    double const infinite = std::numeric_limits<double>::infinity();
+    double const none = std::numeric_limits<double>::quiet_NaN();
+    for (auto const& box : {meta::data::Box{infinite, infinite, 0.1, 0.1}, meta::data::Box{0.5, 0.5, infinite, 0},
+                            meta::data::Box{0.5, 0.25, 0, infinite}, meta::data::Box{none, 0.5, 0, 0},
+                            meta::data::Box{0.5, none, 0, 0}, meta::data::Box{0.5, 0.5, none, 0}}) {
+        Player player(MakeRule("Presence", {Time("hold_off", 0)}));
+        EXPECT_EQ(player.Play("i"), "A");
+        EXPECT_EQ(player.Play(At(100), {std::make_shared<meta::data::Object>(7, "person", box)}), "-");
+    }
+}
+
+TEST(PresenceTest, CopiesAnObjectThatIsPartOfAnother) {
+    struct Truck {
+        meta::data::Object cabin{7, "cabin", {0.25, 0.25, 0.5, 0.25}};
+    };
+    auto truck = std::make_shared<Truck>();
+    auto const rule = MakeRule("Presence");
+    auto const events = [&] {
+        meta::Meta const frame(At(0));
+        frame.Append(Square());
+        frame.Append(std::shared_ptr<meta::data::Object>(truck, &truck->cabin));
+        return rule->Process(frame);
+    }();
+    truck.reset();
+    EXPECT_THAT(Describer().Each(events), ElementsAre(testing::HasSubstr("object 7 cabin@1(0.25 0.25 0.5 0.25)")));
+}
+
+TEST(PresenceTest, LetsGoOfZonesAndObjectsThatItNeedsNoLonger) {
+    for (bool const isReset : {false, true}) {
+        Player player(MakeRule("Presence", {Time("hold_off", 0)}));
+        std::weak_ptr<meta::data::Zone> const zone = player.zone;
+        EXPECT_EQ(player.Play("i"), "A");
+        player.zone = nullptr;
+        if (isReset) {
+            player.rule->Reset();
+        }
+        EXPECT_EQ(player.Play("."), "-");
+        EXPECT_TRUE(zone.expired()) << isReset;
+    }
+}
 
 TEST(PresenceTest, CarriesItsRecordTheObjectAndTheZoneFromTheOnsetToTheLastFrameThatHeld) {
     auto const rule = MakeRule("Presence", {Time("hold_on", 100), Text("name", "at the gate")});

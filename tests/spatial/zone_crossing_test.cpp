@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
 
+#include <limits>
+
+#include "tests/spatial/exact_geometry.hpp"
 #include "tests/spatial/support.hpp"
+#include "tests/support/random.hpp"
 
 namespace qel::tests::spatial {
 namespace {
@@ -104,6 +108,37 @@ TEST(ZoneCrossingByPathTest, BothEndsMustBeOutsideTheZoneAsItIsNow) {
         1, "grown", std::vector<Point>{{0.0, 0.25}, {0.75, 0.25}, {0.75, 0.75}, {0.0, 0.75}});
     EXPECT_EQ(player.Play("r"), "-") << "from inside of it";
     EXPECT_EQ(player.Play(At(player.time), {Standing(7, {-0.5, 0.5})}), "A");
+}
+
+TEST(ZoneCrossingRandomTest, AMovementFromOutsideToOutsideWasInAZoneOfAnyShapeIfItTouchedTheBoundary) {
+    RunAtRandom(5'000, [](Random& random) {
+        auto const ring = PointsAtRandom(random, random.Below(7));
+        auto const boundary = Close(ring);
+        auto const ends = PointsAtRandom(random, 2);
+        auto const isOutside = [&](Point point) { return !IsOn(boundary, point) && TurnsAround(ring, point) == 0; };
+        if (!isOutside(ends[0]) || !isOutside(ends[1])) {
+            return;
+        }
+        bool touches = false;
+        for (std::size_t at = 0; ring.size() >= 3 && at + 1 < boundary.size(); ++at) {
+            touches = touches || Touch(ends[0], ends[1], boundary[at], boundary[at + 1]);
+        }
+        Player player(MakeRule("Enter", AlongPaths), std::make_shared<meta::data::Zone>(1, "", ring));
+        EXPECT_EQ(player.Play(At(0), {Standing(1, ends[0])}), "-");
+        EXPECT_EQ(player.Play(At(100), {Standing(1, ends[1])}), touches ? "A" : "-")
+            << testing::PrintToString(ring) << testing::PrintToString(ends);
+    });
+}
+
+TEST(ZoneCrossingByPathTest, APlaceThatIsNotFiniteIsNone) {
+    double const infinite = std::numeric_limits<double>::infinity();
+    double const none = std::numeric_limits<double>::quiet_NaN();
+    for (Point const place : {Point{infinite, 0.5}, Point{0.5, infinite}, Point{none, 0.5}, Point{0.5, none}}) {
+        Player player(MakeRule("Enter", AlongPaths));
+        EXPECT_EQ(player.Play("o"), "-");
+        EXPECT_EQ(player.Play(At(player.time), {Standing(7, place)}), "-");
+        EXPECT_EQ(player.Play("r"), "A") << "as over a frame without the object";
+    }
 }
 
 TEST(ZoneCrossingByPathTest, AnUnsettledCrossingBreaksTheStayOutside) {
