@@ -1,5 +1,7 @@
 #include "host/command/action.hpp"
 
+#include <fmt/format.h>
+
 namespace qel::host {
 
 namespace {
@@ -33,6 +35,15 @@ std::unique_ptr<CLI::App> MakeProgram(Action& action) {
 
 void AddPluginsOption(CLI::App& command, std::string& directory) {
     command.add_option("--plugins", directory, "Load plug-ins from this directory too")->type_name("DIR");
+}
+
+CLI::Validator InRange(double lowest, double highest) {
+    auto const check = [lowest, highest](std::string const& text) {
+        double value = 0;
+        bool const isInside = CLI::detail::lexical_cast(text, value) && value >= lowest && value <= highest;
+        return isInside ? std::string() : fmt::format("Value {} not in range {} to {}", text, lowest, highest);
+    };
+    return {check, fmt::format("FLOAT in [{} - {}]", lowest, highest)};
 }
 
 }  // namespace qel::host

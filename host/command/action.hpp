@@ -25,4 +25,7 @@ std::unique_ptr<CLI::App> MakeProgram(Action& action);
 /// Adds the option that every command with types has.
 void AddPluginsOption(CLI::App& command, std::string& directory);
 
+/// Allows numbers from the lowest to the highest; unlike `CLI::Range` it refuses "nan".
+CLI::Validator InRange(double lowest, double highest);
+
 }  // namespace qel::host

@@ -1,105 +1,107 @@
 #include "host/stream/scene.hpp"
 
-#include <algorithm>
-#include <cmath>
-#include <cstddef>
+#include <limits>
+#include <utility>
+
+#include "host/failure.hpp"
 
 namespace qel::host {
 
 namespace {
 
-constexpr std::int64_t Whole = 1'000'000;  // the width or height of the picture
-constexpr std::int64_t Outside = 60'000;   // so far beside the picture ways begin and end
-constexpr std::int64_t Second = 1'000;
+bool Overlap(Walker::Box const& one, Walker::Box const& other) {
+    return one.left < other.left + other.width && other.left < one.left + one.width &&
+           one.top < other.top + other.height && other.top < one.top + one.height;
+}
 
-// Where people walk and which size they have at the far and the near end of it.
-constexpr std::int64_t FarGround = 450'000;
-constexpr std::int64_t NearGround = 950'000;
-constexpr std::int64_t FarHeight = 150'000;
-constexpr std::int64_t NearHeight = 320'000;
-
-constexpr std::int64_t RoadFromLeft = 400'000;
-constexpr std::int64_t RoadFromRight = 360'000;
-
-constexpr std::int64_t Jitter = 1'500;  // of a detected box
-constexpr std::int64_t Percent = 100;
-
-std::int64_t HeightAt(std::int64_t ground) {
-    return FarHeight + (ground - FarGround) * (NearHeight - FarHeight) / (NearGround - FarGround);
+/// Of the middles; only for comparing.
+std::int64_t SquaredDistance(Walker::Box const& one, Walker::Box const& other) {
+    std::int64_t const x = 2 * one.left + one.width - 2 * other.left - other.width;
+    std::int64_t const y = 2 * one.top + one.height - 2 * other.top - other.height;
+    return x * x + y * y;
 }
 
 }  // namespace
 
-Walker::Walker(Kind kind, std::uint64_t seed) : kind(kind), plan(seed), noise(~seed) {
-    PlanCrossing(Draw(plan, 0, 5 * Second));
+Scene::Scene(Options const& options) : tracker(~options.seed), idSwitches(options.idSwitches) {
+    std::mt19937_64 seeds(options.seed);
+    for (std::uint32_t at = 0; at < options.people + options.vehicles; ++at) {
+        walkers.emplace_back(at < options.people ? Walker::Kind::Person : Walker::Kind::Vehicle, seeds(),
+                             options.detector);
+    }
+    tracks.resize(walkers.size());
 }
 
-std::optional<Walker::Sighting> Walker::LookAt(std::int64_t time) {
-    while (legs.back().end <= time) {
-        ++crossings;
-        PlanCrossing(legs.back().end + Draw(plan, Second, 6 * Second));
-    }
-    if (time < legs.front().start) {
-        return std::nullopt;
-    }
-    Point const place = PlaceAt(time);
-    std::int64_t const height = kind == Kind::Person ? HeightAt(place.y) : 110'000;
-    std::int64_t const width = kind == Kind::Person ? height / 4 : 130'000;
-    Box const box{place.x - width / 2 + Draw(noise, -Jitter, Jitter), place.y - height + Draw(noise, -Jitter, Jitter),
-                  width + Draw(noise, -Jitter, Jitter), height + Draw(noise, -Jitter, Jitter)};
-    std::int64_t const confidence = Draw(noise, 70, 99);
-    bool const missed = Draw(noise, 1, Percent) == 1;
-    return missed ? std::nullopt : std::optional(Sighting{crossings, box, confidence});
-}
-
-std::int64_t Walker::Draw(std::mt19937_64& generator, std::int64_t lowest, std::int64_t highest) const {
-    auto const count = static_cast<std::uint64_t>(highest - lowest + 1);
-    return lowest + static_cast<std::int64_t>(generator() % count);
-}
-
-void Walker::PlanCrossing(std::int64_t notBefore) {
-    bool const toTheRight = Draw(plan, 0, 1) == 1;
-    std::int64_t const begin = toTheRight ? -Outside : Whole + Outside;
-    std::int64_t const end = toTheRight ? Whole + Outside : -Outside;
-    legs.clear();
-    if (kind == Kind::Vehicle) {
-        std::int64_t const lane = toTheRight ? RoadFromLeft : RoadFromRight;
-        legs.push_back({{begin, lane}, {begin, lane}, notBefore, notBefore});
-        AddLeg({end, lane}, Draw(plan, 150, 400));
-        return;
-    }
-    std::int64_t const speed = Draw(plan, 60, 130);  // millionths in a millisecond
-    Point const entry{begin, Draw(plan, FarGround, NearGround)};
-    legs.push_back({entry, entry, notBefore, notBefore});
-    for (std::int64_t turns = Draw(plan, 0, 3); turns > 0; --turns) {
-        std::int64_t const x = Draw(plan, 100'000, 900'000);
-        AddLeg({x, Draw(plan, FarGround, NearGround)}, speed);
-        if (Draw(plan, 0, 2) == 0) {
-            AddStop(Draw(plan, Second, 8 * Second));
+std::vector<Scene::Object> Scene::LookAt(std::int64_t time) {
+    std::vector<Detection> detections;
+    for (std::size_t at = 0; at < walkers.size(); ++at) {
+        if (auto const sighting = walkers[at].LookAt(time)) {
+            bool const isKnown = tracks[at].crossing == sighting->crossing;
+            detections.push_back({at, *sighting, isKnown});
+            if (!isKnown) {
+                tracks[at].crossing = sighting->crossing;
+                GiveNewId(at);
+            }
         }
     }
-    AddLeg({end, Draw(plan, FarGround, NearGround)}, speed);
+    if (idSwitches > 0) {
+        SwitchIds(detections);
+    }
+    std::vector<Object> objects;
+    for (auto const& [walker, sighting, isOpen] : detections) {
+        objects.push_back({tracks[walker].id, walkers[walker].GetKind(), sighting.box, sighting.confidence});
+    }
+    return objects;
 }
 
-void Walker::AddLeg(Point to, std::int64_t speed) {
-    Leg const last = legs.back();
-    auto const x = static_cast<double>(to.x - last.to.x);
-    auto const y = static_cast<double>(to.y - last.to.y);
-    auto const distance = static_cast<std::int64_t>(std::sqrt(x * x + y * y));  // exact numbers, rounded alike anywhere
-    legs.push_back({last.to, to, last.end, last.end + std::max<std::int64_t>(distance / speed, 1)});
+/// Each walker has every so many-th id, one for each crossing and each loss.
+void Scene::GiveNewId(std::size_t walker) {
+    Track& track = tracks[walker];
+    std::uint64_t const before = std::uint64_t{*track.crossing} + track.losses;
+    std::uint64_t const id = before * walkers.size() + walker + 1;
+    if (id > std::numeric_limits<std::uint32_t>::max()) {
+        throw Failure("the scene has used up all ids");
+    }
+    track.id = static_cast<std::uint32_t>(id);
 }
 
-void Walker::AddStop(std::int64_t duration) {
-    Leg const last = legs.back();
-    legs.push_back({last.to, last.to, last.end, last.end + duration});
+/// One draw decides for both of a pair, so that a detection is a switch as often in company as alone.
+void Scene::SwitchIds(std::vector<Detection>& detections) {
+    for (std::size_t at = 0; at < detections.size(); ++at) {
+        if (!detections[at].isOpen) {
+            continue;
+        }
+        Track& track = tracks[detections[at].walker];
+        Detection* const partner = FindPartner(detections, at);
+        if (partner != nullptr) {
+            partner->isOpen = false;
+        }
+        if (!Happens(tracker, idSwitches)) {
+            continue;
+        }
+        if (partner != nullptr) {
+            std::swap(track.id, tracks[partner->walker].id);
+        } else {
+            ++track.losses;
+            GiveNewId(detections[at].walker);
+        }
+    }
 }
 
-Walker::Point Walker::PlaceAt(std::int64_t time) const {
-    auto const leg = std::find_if(legs.begin(), legs.end(), [&](Leg const& each) { return time < each.end; });
-    std::int64_t const passed = time - leg->start;
-    std::int64_t const duration = leg->end - leg->start;
-    return {leg->from.x + (leg->to.x - leg->from.x) * passed / duration,
-            leg->from.y + (leg->to.y - leg->from.y) * passed / duration};
+/// The nearest of those behind it that are of its kind and overlap it; null when there is none.
+Scene::Detection* Scene::FindPartner(std::vector<Detection>& detections, std::size_t of) {
+    auto const& one = detections[of];
+    Detection* nearest = nullptr;
+    for (std::size_t at = of + 1; at < detections.size(); ++at) {
+        auto& other = detections[at];
+        if (other.isOpen && walkers[other.walker].GetKind() == walkers[one.walker].GetKind() &&
+            Overlap(one.sighting.box, other.sighting.box) &&
+            (nearest == nullptr || SquaredDistance(one.sighting.box, other.sighting.box) <
+                                       SquaredDistance(one.sighting.box, nearest->sighting.box))) {
+            nearest = &other;
+        }
+    }
+    return nearest;
 }
 
 }  // namespace qel::host

@@ -1,62 +1,61 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <random>
 #include <vector>
 
+#include "host/stream/walker.hpp"
+
 namespace qel::host {
 
-/// Somebody or something that crosses the picture again and again, each time as somebody else.
-///
-/// Coordinates are millionths of the picture. Everything is computed with whole numbers from the seed, so it is the
-/// same on every machine, and where somebody is does not depend on when it is asked for.
-class Walker {
+/// People and vehicles before a camera, as a detector and a tracker tell of them that err now and then.
+class Scene {
 public:
-    enum class Kind { Person, Vehicle };
-
-    struct Box {
-        std::int64_t left;
-        std::int64_t top;
-        std::int64_t width;
-        std::int64_t height;
+    struct Options {
+        std::uint64_t seed = 1;
+        std::uint32_t people = 6;
+        std::uint32_t vehicles = 2;
+        Walker::Detector detector = {};
+        /// Of the detections of somebody who has been detected before, the share that shows another id than the last
+        /// one, in millionths. Two of a kind whose boxes overlap exchange their ids; others get new ones.
+        std::int64_t idSwitches = 0;
     };
-    struct Sighting {
-        std::uint32_t crossing;  // how many have crossed before
-        Box box;
+
+    struct Object {
+        std::uint32_t id;
+        Walker::Kind kind;
+        Walker::Box box;
         std::int64_t confidence;  // in hundredths
     };
 
-    Walker(Kind kind, std::uint64_t seed);
+    explicit Scene(Options const& options);
 
-    /// Where it is seen at this time, in milliseconds from the start and never before the last one asked for. Nothing
-    /// while nobody crosses, and now and then when the detector misses it.
-    std::optional<Sighting> LookAt(std::int64_t time);
+    /// What is seen at this time, in milliseconds from the start and never before the last one asked for. No id stands
+    /// twice in it, and a new id is one that nobody had. Throws `Failure` when there are no more ids.
+    std::vector<Object> LookAt(std::int64_t time);
 
 private:
-    struct Point {
-        std::int64_t x;
-        std::int64_t y;
+    struct Track {
+        std::uint32_t id = 0;
+        std::optional<std::uint32_t> crossing;  // during which it has had the id
+        std::uint32_t losses = 0;               // how often the id was lost for a new one
     };
-    /// A straight walk, or a stop.
-    struct Leg {
-        Point from;
-        Point to;
-        std::int64_t start;
-        std::int64_t end;
+    struct Detection {
+        std::size_t walker;
+        Walker::Sighting sighting;
+        bool isOpen;  // to a switch of its id
     };
 
-    std::int64_t Draw(std::mt19937_64& generator, std::int64_t lowest, std::int64_t highest) const;
-    void PlanCrossing(std::int64_t notBefore);
-    void AddLeg(Point to, std::int64_t speed);
-    void AddStop(std::int64_t duration);
-    Point PlaceAt(std::int64_t time) const;
+    void GiveNewId(std::size_t walker);
+    void SwitchIds(std::vector<Detection>& detections);
+    Detection* FindPartner(std::vector<Detection>& detections, std::size_t of);
 
-    Kind kind;
-    std::mt19937_64 plan;   // of the ways
-    std::mt19937_64 noise;  // of the detector
-    std::uint32_t crossings = 0;
-    std::vector<Leg> legs;
+    std::vector<Walker> walkers;
+    std::vector<Track> tracks;  // of the walkers
+    std::mt19937_64 tracker;
+    std::int64_t idSwitches;
 };
 
 }  // namespace qel::host

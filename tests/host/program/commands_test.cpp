@@ -9,6 +9,7 @@
 #include <set>
 #include <string>
 
+#include "foundation/hash/murmur_three_32.hpp"
 #include "host/system/read_file.hpp"
 #include "tests/host/support/program.hpp"
 #include "tests/support/temporary_directory.hpp"
@@ -163,6 +164,102 @@ TEST(SimulateTest, GivesTheSameBytesOnEveryMachine) {
                     R"({"id": 1, "class": "person", "box": [0.2868, 0.4816, 0.0614, 0.2423], "confidence": 0.70}, )"
                     R"({"id": 2, "class": "person", "box": [0.6597, 0.4241, 0.0521, 0.2131], "confidence": 0.94}, )"
                     R"({"id": 4, "class": "vehicle", "box": [0.4161, 0.2899, 0.1303, 0.1094], "confidence": 0.95}]})"));
+}
+
+TEST(SimulateTest, GivesTheSameBytesOnEveryMachineHoweverMuchIsWrong) {
+    EXPECT_THAT(
+        RunQel({"simulate", "--seconds", "6", "--fps", "0.5", "--people", "3", "--seed", "6", "--channels", "2",
+                "--drop-outs", "0.2", "--jitter", "0.01", "--id-switches", "0.4"})
+            .OutLines(),
+        ElementsAre(R"({"timestamp": 1704110400000000000, "channel": {"id": 1, "name": "simulated"}, "objects": []})",
+                    R"({"timestamp": 1704110400000000000, "channel": {"id": 2, "name": "simulated"}, "objects": []})",
+                    R"({"timestamp": 1704110402000000000, "channel": {"id": 1, "name": "simulated"}, "objects": [)"
+                    R"({"id": 1, "class": "person", "box": [-0.0104, 0.3158, 0.0474, 0.1459], "confidence": 0.93}]})",
+                    R"({"timestamp": 1704110402000000000, "channel": {"id": 2, "name": "simulated"}, "objects": [)"
+                    R"({"id": 1, "class": "person", "box": [0.9766, 0.4853, 0.0584, 0.2409], "confidence": 0.82}, )"
+                    R"({"id": 3, "class": "person", "box": [-0.0735, 0.3993, 0.0494, 0.1928], "confidence": 0.84}]})",
+                    R"({"timestamp": 1704110404000000000, "channel": {"id": 1, "name": "simulated"}, "objects": [)"
+                    R"({"id": 2, "class": "person", "box": [0.7513, 0.4402, 0.0496, 0.2332], "confidence": 0.90}, )"
+                    R"({"id": 3, "class": "person", "box": [0.7870, 0.4413, 0.0610, 0.2153], "confidence": 0.94}, )"
+                    R"({"id": 4, "class": "vehicle", "box": [0.2587, 0.2580, 0.1251, 0.1162], "confidence": 0.86}, )"
+                    R"({"id": 5, "class": "vehicle", "box": [0.9864, 0.2558, 0.1206, 0.1022], "confidence": 0.90}]})",
+                    R"({"timestamp": 1704110404000000000, "channel": {"id": 2, "name": "simulated"}, "objects": [)"
+                    R"({"id": 6, "class": "person", "box": [0.8130, 0.4662, 0.0516, 0.2458], "confidence": 0.79}, )"
+                    R"({"id": 8, "class": "person", "box": [0.0941, 0.4007, 0.0580, 0.2013], "confidence": 0.88}, )"
+                    R"({"id": 4, "class": "vehicle", "box": [-0.1331, 0.2967, 0.1330, 0.1147], "confidence": 0.80}, )"
+                    R"({"id": 5, "class": "vehicle", "box": [0.3538, 0.2418, 0.1232, 0.1065], "confidence": 0.91}]})"));
+    auto const outcome = RunQel({"simulate", "--seconds", "20", "--people", "30", "--vehicles", "10", "--seed", "77",
+                                 "--channels", "3", "--drop-outs", "0.1", "--jitter", "0.02", "--id-switches", "0.01"});
+    EXPECT_EQ(hash::MurmurThree32::MakeData(outcome.out.c_str()).GetValue(), 1256561717u);
+}
+
+TEST(SimulateTest, HasChannelsThatTakeTurnsAndAreEachAsIfAlone) {
+    auto const all = RunQel({"simulate", "--seconds", "5", "--seed", "11", "--channel", "3", "--channels", "4",
+                             "--id-switches", "0.05"})
+                         .OutLines();
+    ASSERT_EQ(all.size(), 4u * 125);
+    for (std::size_t channel = 0; channel < 4; ++channel) {
+        auto const alone = RunQel({"simulate", "--seconds", "5", "--seed", std::to_string(11 + channel), "--channel",
+                                   std::to_string(3 + channel), "--id-switches", "0.05"})
+                               .OutLines();
+        ASSERT_EQ(alone.size(), 125u);
+        for (std::size_t frame = 0; frame < alone.size(); ++frame) {
+            ASSERT_EQ(all[4 * frame + channel], alone[frame]);
+        }
+    }
+}
+
+TEST(SimulateTest, HasDefaultsThatCanBeGiven) {
+    EXPECT_EQ(RunQel({"simulate", "--seconds", "10"}).out, RunQel({"simulate",
+                                                                   "--seconds",
+                                                                   "10",
+                                                                   "--seed",
+                                                                   "1",
+                                                                   "--people",
+                                                                   "6",
+                                                                   "--vehicles",
+                                                                   "2",
+                                                                   "--fps",
+                                                                   "25",
+                                                                   "--start",
+                                                                   "2024-01-01T12:00:00Z",
+                                                                   "--channel",
+                                                                   "1",
+                                                                   "--channels",
+                                                                   "1",
+                                                                   "--drop-outs",
+                                                                   "0.01",
+                                                                   "--jitter",
+                                                                   "0.0015",
+                                                                   "--id-switches",
+                                                                   "0"})
+                                                               .out);
+}
+
+TEST(SimulateTest, ShowsNobodyToADetectorThatMissesEverything) {
+    EXPECT_THAT(RunQel({"simulate", "--seconds", "20", "--drop-outs", "1"}).OutLines(),
+                testing::Each(testing::EndsWith("\"objects\": []}")));
+}
+
+TEST(SimulateTest, RefusesNumbersOutsideOfTheirRanges) {
+    auto const refused = [](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "simulate");
+        auto const outcome = RunQel(arguments);
+        EXPECT_EQ(outcome.code, 2);
+        EXPECT_EQ(outcome.out, "");
+        return outcome.ErrorLines().at(0);
+    };
+    EXPECT_EQ(refused({"--jitter", "0.031"}), "--jitter: Value 0.031 not in range 0 to 0.03");
+    EXPECT_EQ(refused({"--jitter", "-0.001"}), "--jitter: Value -0.001 not in range 0 to 0.03");
+    EXPECT_EQ(refused({"--drop-outs", "1.01"}), "--drop-outs: Value 1.01 not in range 0 to 1");
+    EXPECT_EQ(refused({"--id-switches", "nan"}), "--id-switches: Value nan not in range 0 to 1");
+    EXPECT_EQ(refused({"--id-switches", "few"}), "--id-switches: Value few not in range 0 to 1");
+    EXPECT_EQ(refused({"--fps", "nan"}), "--fps: Value nan not in range 0.001 to 1000");
+    EXPECT_EQ(refused({"--channels", "0"}), "--channels: Value 0 not in range 1 to 64");
+    EXPECT_EQ(refused({"--channels", "65"}), "--channels: Value 65 not in range 1 to 64");
+    EXPECT_EQ(refused({"--channel", "65500", "--channels", "37"}),
+              "qel: --channels: 37: the last one would be 65536; allowed: numbers up to 65535");
+    EXPECT_EQ(RunQel({"simulate", "--channel", "65500", "--channels", "36", "--seconds", "0"}).code, 0);
 }
 
 TEST(SimulateTest, EndsQuietlyWhenNobodyReadsItsOutput) {
