@@ -80,8 +80,8 @@ Events LastingPresence::Process(meta::Meta const& frame) {
     for (auto const& each : stays) {
         auto const& stay = AsEvent(each);
         // The frames of a gap are no part of the stay; nor is an earlier stay that ended between two frames.
-        bool const hasLasted =
-            seenForLong.count(ObjectOf(stay)) != 0 && meta::Elapsed(stay.GetStart(), stay.GetEnd()) > GetDuration();
+        bool const hasLasted = seenForLong.count(ObjectOf(stay)) != 0 && stay.GetEnd() == frame.GetTimestamp() &&
+                               meta::Elapsed(stay.GetStart(), stay.GetEnd()) > GetDuration();
         if (hasLasted || eventIds.count(stay.GetId()) != 0) {
             auto event = Report(stay);
             idsNow.emplace(stay.GetId(), event->GetId());
