@@ -25,7 +25,7 @@ function(qel_add_test name)
 
     set(labels ${arg_LABEL})
     foreach(source IN LISTS arg_SOURCES)
-        file(STRINGS ${source} threads REGEX "std::thread|RunTogether|OnAnotherThread")
+        file(STRINGS ${source} threads REGEX "std::thread|RunTogether|OnAnotherThread|Workers|--jobs")
         if(threads)
             list(APPEND labels threads)
             add_dependencies(qel_threads_tests ${name})

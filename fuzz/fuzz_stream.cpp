@@ -55,12 +55,13 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     } else {
         reader = std::make_unique<JsonlReader>(lines);
     }
-    Frame frame;
+    Entry entry;
     for (std::uint64_t count = 0; count < MostFrames; ++count) {
         try {
-            if (!reader->Next(frame)) {
+            if (!reader->Fetch(entry, true)) {
                 return 0;
             }
+            reader->Parse(entry);
         } catch (UnreadableLine const& line) {
             std::string const told = Describe(line.mistake);
             if (line.mistake.line == 0 || line.mistake.problem.empty() || told.find('\n') != std::string::npos) {

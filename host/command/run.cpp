@@ -1,12 +1,18 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -25,6 +31,7 @@
 #include "host/system/output.hpp"
 #include "host/system/standard_error.hpp"
 #include "host/system/stop_signals.hpp"
+#include "host/system/workers.hpp"
 
 namespace qel::host {
 
@@ -32,6 +39,9 @@ namespace {
 
 constexpr std::uint64_t MostToldLines = 20;
 constexpr std::chrono::milliseconds BetweenProgress{200};
+constexpr std::size_t MostJobs = 256;
+// Enough for all threads to have something to do; only with several, since one needs no batches.
+constexpr std::size_t LargestBatch = 1024;
 
 struct Options {
     std::string rules;
@@ -46,16 +56,24 @@ struct Options {
     std::optional<double> height;
     std::string start;
     std::string plugins;
+    std::size_t jobs = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, MostJobs);
 };
 
 std::string FormatOf(Options const& options) {
     if (!options.format.empty()) {
         return options.format;
     }
-    if (options.input == "-" || options.input.ends_with(".jsonl") || options.input.ends_with(".ndjson")) {
+    std::string_view name = options.input;
+    for (std::string_view const compressed : {".gz", ".zst"}) {
+        if (name.ends_with(compressed)) {
+            name.remove_suffix(compressed.size());
+            break;
+        }
+    }
+    if (options.input == "-" || name.ends_with(".jsonl") || name.ends_with(".ndjson")) {
         return "jsonl";
     }
-    if (options.input.ends_with(".mot") || options.input.ends_with(".txt")) {
+    if (name.ends_with(".mot") || name.ends_with(".txt")) {
         return "mot";
     }
     throw CommandLineError(fmt::format(
@@ -104,7 +122,9 @@ public:
           output(options.output),
           writer(MakeWriter(options.outputFormat, output)),
           log(*writer, options.updates),
-          evaluation(rules, log) {
+          evaluation(rules, log),
+          workers(options.jobs),
+          steps(options.jobs > 1 ? LargestBatch : 1) {
         lines.SetBeforeWaiting([this] { Deliver(); });
     }
 
@@ -118,6 +138,9 @@ private:
     }
 
     bool ReadAll();
+    std::span<Evaluation::Step> Fetch();
+    void Evaluate(std::span<Evaluation::Step> batch);
+    bool Conclude(Evaluation::Step& step);
     bool TellUnreadable(Mistake const& mistake);
     void Tell(std::string const& line);
     void Deliver();
@@ -131,6 +154,8 @@ private:
     std::unique_ptr<EventWriter> writer;
     EventLog log;
     Evaluation evaluation;
+    Workers workers;
+    std::vector<Evaluation::Step> steps;  // of the batch that is under way, kept for their memory
     Progress progress{isatty(STDERR_FILENO) == 1 ? stderr : nullptr, BetweenProgress};
     std::uint64_t unreadable = 0;
 };
@@ -148,28 +173,77 @@ int Run::Perform() {
 
 /// Whether the stream was read to its end, or as far as a signal let it.
 bool Run::ReadAll() {
-    Frame frame;
-    while (stop.GetCaught() == 0) {
+    try {
+        for (auto batch = Fetch(); !batch.empty(); batch = Fetch()) {
+            Evaluate(batch);
+            for (auto& step : batch) {
+                if (stop.GetCaught() != 0) {
+                    return true;
+                }
+                if (!Conclude(step)) {
+                    return false;
+                }
+            }
+        }
+        return true;
+    } catch (CannotWrite const&) {
+        throw;
+    } catch (std::exception const& error) {
+        Tell(error.what());
+        return false;
+    }
+}
+
+/// The frames that are there, waiting only when there is none; empty at the end.
+std::span<Evaluation::Step> Run::Fetch() {
+    std::size_t count = 0;
+    for (; count < steps.size(); ++count) {
+        auto& step = steps[count];
+        step.unreadable = nullptr;
         try {
-            if (!reader->Next(frame)) {
+            if (!reader->Fetch(step.entry, count == 0)) {
                 break;
             }
-            evaluation.Process(frame);
-        } catch (UnreadableLine const& line) {
-            if (!TellUnreadable(line.mistake)) {
-                return false;
-            }
-        } catch (CannotWrite const&) {
-            throw;
-        } catch (std::exception const& error) {
-            Tell(fmt::format("{}:{}: {}", lines.GetName(), lines.GetLineNumber(), error.what()));
-            return false;
+        } catch (UnreadableLine const&) {
+            step.unreadable = std::current_exception();
         }
-        if (output.IsTerminal() && output.HasPending()) {
-            Deliver();
-        }
-        progress.Show(evaluation.GetCounts(), log.GetCount());
     }
+    return std::span(steps).first(count);
+}
+
+void Run::Evaluate(std::span<Evaluation::Step> batch) {
+    workers.ForEach(batch.size(), [&](std::size_t at) {
+        auto& step = batch[at];
+        if (step.unreadable) {
+            return;
+        }
+        try {
+            reader->Parse(step.entry);
+        } catch (...) {
+            step.unreadable = std::current_exception();
+        }
+    });
+    auto const isUnreadable = [](auto const& step) { return step.unreadable != nullptr; };
+    auto const end = skipsUnreadable ? batch.end() : std::find_if(batch.begin(), batch.end(), isUnreadable);
+    evaluation.Process({batch.begin(), end}, workers);
+}
+
+/// Whether to go on.
+bool Run::Conclude(Evaluation::Step& step) {
+    try {
+        evaluation.Conclude(step);
+    } catch (UnreadableLine const& line) {
+        return TellUnreadable(line.mistake);
+    } catch (CannotWrite const&) {
+        throw;
+    } catch (std::exception const& error) {
+        Tell(fmt::format("{}:{}: {}", lines.GetName(), step.entry.line, error.what()));
+        return false;
+    }
+    if (output.IsTerminal() && output.HasPending()) {
+        Deliver();
+    }
+    progress.Show(evaluation.GetCounts(), log.GetCount());
     return true;
 }
 
@@ -218,13 +292,15 @@ void AddRun(CLI::App& program, Action& action) {
     auto const options = std::make_shared<Options>();
     auto* const command = program.add_subcommand("run", "Evaluate rules over a stream of frames");
     command->add_option("--rules", options->rules, "The rule file")->required()->type_name("FILE");
-    command->add_option("--input", options->input, "The stream, - for standard input")
+    command
+        ->add_option("--input", options->input,
+                     "The stream, - for standard input; it may be compressed with gzip or zstd")
         ->type_name("FILE")
         ->capture_default_str();
     command
         ->add_option("--format", options->format,
                      "What the stream is: jsonl (the default of standard input and of files that end in .jsonl or "
-                     ".ndjson) or mot (.mot, .txt)")
+                     ".ndjson) or mot (.mot, .txt); .gz or .zst may follow")
         ->check(CLI::IsMember({"jsonl", "mot"}));
     command->add_option("--output", options->output, "Where events go, - for standard output")
         ->type_name("FILE")
@@ -245,6 +321,12 @@ void AddRun(CLI::App& program, Action& action) {
         ->check(CLI::Range(1.0, 1e6));
     command->add_option("--start", options->start,
                         "Time of frame 1, for mot: nanoseconds since 1970 or an RFC 3339 text; default 0");
+    command
+        ->add_option("--jobs", options->jobs,
+                     "Threads that work on the stream, 1 to 256; by default as many as there are processor cores. "
+                     "Channels are evaluated side by side; what is written does not depend on the number")
+        ->type_name("N")
+        ->check(CLI::Range(std::size_t{1}, MostJobs));
     AddPluginsOption(*command, options->plugins);
     command->footer(
         "Writes one JSON object a line for each event that starts or ends, and a summary to standard error.\n"
@@ -254,7 +336,8 @@ void AddRun(CLI::App& program, Action& action) {
         "terminated.\n\n"
         "  qel run --rules rules.json --input frames.jsonl --output events.jsonl\n"
         "  tracker | qel run --rules rules.json --on-error skip\n"
-        "  qel run --rules rules.json --input gt.txt --fps 25 --width 640 --height 480");
+        "  qel run --rules rules.json --input gt.txt --fps 25 --width 640 --height 480\n"
+        "  qel run --rules rules.json --input day.jsonl.zst --jobs 4 --output events.jsonl");
     command->callback([options, &action] { action = [options] { return RunRules(*options); }; });
 }
 

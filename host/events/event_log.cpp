@@ -1,9 +1,7 @@
 #include "host/events/event_log.hpp"
 
 #include <algorithm>
-#include <iterator>
 #include <optional>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -38,56 +36,59 @@ char const* NameOf(Phase phase) {
     return "end";
 }
 
-void EventLog::Add(std::uint16_t channel, RuleSet const& rules, meta::Meta const& frame) {
+void EventLog::Add(std::uint16_t channel, RuleSet const& rules, meta::Timestamp time,
+                   std::span<meta::data::Event> events) {
     Channel& state = channels[channel];
     state.rules = &rules;
-    state.lastTime = frame.GetTimestamp();
-    for (auto at = frame.Begin(), end = frame.End(); at != end; ++at) {
-        if (*at && (*at)->Is<meta::data::Event>()) {
-            Add(channel, state, std::static_pointer_cast<meta::data::Event const>(*at));
-        }
+    state.lastTime = time;
+    for (auto& event : events) {
+        Add(channel, state, event);
     }
 }
 
-void EventLog::Add(std::uint16_t channel, Channel& state, std::shared_ptr<meta::data::Event const> event) {
-    unsigned int const id = event->GetId();
+void EventLog::Add(std::uint16_t channel, Channel& state, meta::data::Event& event) {
+    unsigned int const id = event.GetId();
     auto const found = state.open.find(id);
     if (found == state.open.end()) {
-        if (event->IsDuplicate()) {
+        if (event.IsDuplicate()) {
             return;  // one more copy of an event that has ended
         }
         ++lastNumber;
-        Write(Phase::Start, channel, state, lastNumber, *event);
-        if (event->IsFinal()) {
-            Write(Phase::End, channel, state, lastNumber, *event);
+        Write(Phase::Start, channel, state, lastNumber, event);
+        if (event.IsFinal()) {
+            Write(Phase::End, channel, state, lastNumber, event);
         } else {
             state.open.emplace(id, OpenEvent{lastNumber, std::move(event)});
         }
         return;
     }
-    if (event->IsFinal()) {
-        Write(Phase::End, channel, state, found->second.number, *event);
+    if (event.IsFinal()) {
+        Write(Phase::End, channel, state, found->second.number, event);
         state.open.erase(found);
         return;
     }
     if (writeUpdates) {
-        Write(Phase::Update, channel, state, found->second.number, *event);
+        Write(Phase::Update, channel, state, found->second.number, event);
     }
     found->second.latest = std::move(event);
 }
 
 void EventLog::CloseAll() {
-    using Ending = std::tuple<std::uint64_t, std::uint16_t, std::shared_ptr<meta::data::Event const>>;
+    struct Ending {
+        std::uint16_t channel;
+        OpenEvent event;
+    };
     std::vector<Ending> endings;
     for (auto& [channel, state] : channels) {
         for (auto& [id, open] : state.open) {
-            endings.emplace_back(open.number, channel, std::move(open.latest));
+            endings.push_back({channel, std::move(open)});
         }
         state.open.clear();
     }
-    std::sort(endings.begin(), endings.end());
-    for (auto const& [number, channel, event] : endings) {
-        Write(Phase::End, channel, channels[channel], number, *event, true);
+    std::sort(endings.begin(), endings.end(),
+              [](Ending const& one, Ending const& other) { return one.event.number < other.event.number; });
+    for (auto const& [channel, event] : endings) {
+        Write(Phase::End, channel, channels[channel], event.number, event.latest, true);
     }
 }
 

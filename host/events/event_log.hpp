@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <span>
 #include <unordered_map>
 
 #include "foundation/meta/data/event.hpp"
-#include "foundation/meta/meta.hpp"
+#include "foundation/meta/timestamp.hpp"
 #include "host/events/event_writer.hpp"
 #include "host/rules/rule_set.hpp"
 
@@ -20,8 +20,8 @@ public:
     /// The writer, and the rules of every frame, outlive the log.
     EventLog(EventWriter& writer, bool writeUpdates) : writer(writer), writeUpdates(writeUpdates) {}
 
-    /// Reads what the rules have put into a frame of the channel.
-    void Add(std::uint16_t channel, RuleSet const& rules, meta::Meta const& frame);
+    /// Takes the events that the rules have put into a frame of the channel.
+    void Add(std::uint16_t channel, RuleSet const& rules, meta::Timestamp time, std::span<meta::data::Event> events);
 
     /// Ends the events that go on, in the order of their numbers, each at the time of its channel's last frame.
     void CloseAll();
@@ -32,7 +32,7 @@ public:
 private:
     struct OpenEvent {
         std::uint64_t number = 0;
-        std::shared_ptr<meta::data::Event const> latest;
+        meta::data::Event latest;
     };
     struct Channel {
         RuleSet const* rules = nullptr;
@@ -40,7 +40,7 @@ private:
         std::unordered_map<unsigned int, OpenEvent> open;  // by the engine's id
     };
 
-    void Add(std::uint16_t channel, Channel& state, std::shared_ptr<meta::data::Event const> event);
+    void Add(std::uint16_t channel, Channel& state, meta::data::Event& event);
     void Write(EventChange::Phase phase, std::uint16_t channel, Channel const& state, std::uint64_t number,
                meta::data::Event const& event, bool atEndOfStream = false);
 

@@ -25,13 +25,25 @@ struct UnreadableLine {
     Mistake mistake;
 };
 
-/// The frames of a stream in their order, one at a time.
+/// A frame on its way out of a stream.
+struct Entry {
+    std::uint64_t line = 0;  // the number of the last line that was read for it
+    std::string_view text;   // what is left to be parsed, valid until the reader waits
+    Frame frame;
+};
+
+/// Reads the frames of a stream in their order, in two steps of which the second may be taken on other threads.
 class FrameReader {
 public:
     virtual ~FrameReader() = default;
 
-    /// Fills in the next frame; false at the end. Throws `UnreadableLine`, and `Failure` when the stream breaks off.
-    virtual bool Next(Frame& frame) = 0;
+    /// Fetches the next frame; false at the end, or when one that may not wait would have to. Throws `UnreadableLine`,
+    /// and one that may wait also `Failure` when the stream breaks off.
+    virtual bool Fetch(Entry& entry, bool mayWait) = 0;
+
+    /// Makes the frame of a fetched entry complete. Throws `UnreadableLine`. May be called for several entries at the
+    /// same time.
+    virtual void Parse(Entry& entry) const = 0;
 };
 
 /// Notices an id that stands twice in one frame.

@@ -30,6 +30,10 @@ constexpr auto ANumber = "a number";
 constexpr auto ATime = "nanoseconds since 1970 as a whole number, or an RFC 3339 text, from 1677-09-21 to 2262-04-11";
 constexpr auto ABox = "[left, top, width, height], four numbers, no negative width or height";
 
+struct NotJson {
+    char const* reason;
+};
+
 /// Refuses a value; caught where more of the way to it is known.
 struct Refusal {
     std::string key;
@@ -136,69 +140,31 @@ meta::data::Box ReadBox(dom::element value) {
     return {numbers[0], numbers[1], numbers[2], numbers[3]};
 }
 
-}  // namespace
-
-class JsonlReader::Impl {
+/// Makes frames of JSON, keeping its memory from one to the next.
+class FrameParser {
 public:
-    explicit Impl(LineReader& lines) : lines(lines) {}
-
-    bool Next(Frame& frame);
+    /// `LineReader::Padding` bytes may be read behind the text. Throws `Refusal`, whose value this object keeps.
+    void Parse(std::string_view text, Frame& frame);
 
 private:
-    void ReadLine(std::string_view line, Frame& frame);
     void ReadFrame(dom::element root, Frame& frame);
     void ReadChannel(dom::element value, Frame& frame);
     void ReadObjects(dom::element value, Frame& frame);
     std::shared_ptr<meta::data::Object> ReadObject(dom::element value);
 
-    UnreadableLine Unreadable(std::string key, std::string value, std::string problem, std::string allowed) const {
-        return {{lines.GetName(),
-                 static_cast<std::size_t>(lines.GetLineNumber()),
-                 0,
-                 std::move(key),
-                 std::move(value),
-                 std::move(problem),
-                 std::move(allowed),
-                 {}}};
-    }
-
-    LineReader& lines;
     dom::parser parser;
     UniqueIds ids;
 };
 
-bool JsonlReader::Impl::Next(Frame& frame) {
-    std::string_view line;
-    for (;;) {
-        switch (lines.Next(line)) {
-            case LineReader::Result::End:
-                return false;
-            case LineReader::Result::TooLong:
-                throw Unreadable("", "", "line too long",
-                                 fmt::format("{} MiB", LineReader::MaximumLength / (1024 * 1024)));
-            case LineReader::Result::Line:
-                if (line.find_first_not_of(" \t\r") != std::string_view::npos) {
-                    ReadLine(line, frame);
-                    return true;
-                }
-        }
-    }
-}
-
-void JsonlReader::Impl::ReadLine(std::string_view line, Frame& frame) {
+void FrameParser::Parse(std::string_view text, Frame& frame) {
     dom::element root;
-    if (auto const error = parser.parse(line.data(), line.size(), false).get(root)) {
-        throw Unreadable("", std::string(line), fmt::format("not JSON: {}", simdjson::error_message(error)), AnObject);
+    if (auto const error = parser.parse(text.data(), text.size(), false).get(root)) {
+        throw NotJson{simdjson::error_message(error)};
     }
-    try {
-        ReadFrame(root, frame);
-    } catch (Refusal const& refusal) {
-        throw Unreadable(refusal.key, refusal.value ? simdjson::minify(*refusal.value) : "", refusal.problem,
-                         refusal.allowed);
-    }
+    ReadFrame(root, frame);
 }
 
-void JsonlReader::Impl::ReadFrame(dom::element root, Frame& frame) {
+void FrameParser::ReadFrame(dom::element root, Frame& frame) {
     auto const [timestamp, channel, objects] = Pick<3>(root, {"timestamp", "channel", "objects"});
     frame.time = ReadTime(Require(timestamp, "timestamp", ATime));
     frame.channel = 0;
@@ -212,7 +178,7 @@ void JsonlReader::Impl::ReadFrame(dom::element root, Frame& frame) {
     }
 }
 
-void JsonlReader::Impl::ReadChannel(dom::element value, Frame& frame) {
+void FrameParser::ReadChannel(dom::element value, Frame& frame) {
     try {
         auto const [id, name] = Pick<2>(value, {"id", "name"});
         auto const number = ReadInteger(Require(id, "id", "a whole number from 0 to 65535"), "id", HighestChannel);
@@ -225,7 +191,7 @@ void JsonlReader::Impl::ReadChannel(dom::element value, Frame& frame) {
     }
 }
 
-void JsonlReader::Impl::ReadObjects(dom::element value, Frame& frame) {
+void FrameParser::ReadObjects(dom::element value, Frame& frame) {
     dom::array list;
     if (value.get_array().get(list) != simdjson::SUCCESS) {
         throw Refusal{"objects", value, "wrong type", AList};
@@ -240,7 +206,7 @@ void JsonlReader::Impl::ReadObjects(dom::element value, Frame& frame) {
     }
 }
 
-std::shared_ptr<meta::data::Object> JsonlReader::Impl::ReadObject(dom::element value) {
+std::shared_ptr<meta::data::Object> FrameParser::ReadObject(dom::element value) {
     auto const [id, classification, box, confidence] = Pick<4>(value, {"id", "class", "box", "confidence"});
     auto const number = static_cast<unsigned int>(
         ReadInteger(Require(id, "id", "a whole number from 0 to 4294967295"), "id", HighestId));
@@ -252,10 +218,48 @@ std::shared_ptr<meta::data::Object> JsonlReader::Impl::ReadObject(dom::element v
         ReadBox(Require(box, "box", ABox)), confidence ? ReadNumber(*confidence, "confidence", ANumber) : 1.0);
 }
 
-JsonlReader::JsonlReader(LineReader& lines) : impl(std::make_unique<Impl>(lines)) {}
+}  // namespace
 
-JsonlReader::~JsonlReader() = default;
+bool JsonlReader::Fetch(Entry& entry, bool mayWait) {
+    while (mayWait || lines.HasLine()) {
+        auto const result = lines.Next(entry.text);
+        if (result == LineReader::Result::End) {
+            return false;
+        }
+        entry.line = lines.GetLineNumber();
+        if (result == LineReader::Result::TooLong) {
+            throw Unreadable(entry.line, "", "", "line too long",
+                             fmt::format("{} MiB", LineReader::MaximumLength / (1024 * 1024)));
+        }
+        if (entry.text.find_first_not_of(" \t\r") != std::string_view::npos) {
+            return true;
+        }
+    }
+    return false;
+}
 
-bool JsonlReader::Next(Frame& frame) { return impl->Next(frame); }
+void JsonlReader::Parse(Entry& entry) const {
+    static thread_local FrameParser parser;
+    try {
+        parser.Parse(entry.text, entry.frame);
+    } catch (NotJson const& error) {
+        throw Unreadable(entry.line, "", std::string(entry.text), fmt::format("not JSON: {}", error.reason), AnObject);
+    } catch (Refusal const& refusal) {
+        throw Unreadable(entry.line, refusal.key, refusal.value ? simdjson::minify(*refusal.value) : "",
+                         refusal.problem, refusal.allowed);
+    }
+}
+
+UnreadableLine JsonlReader::Unreadable(std::uint64_t line, std::string key, std::string value, std::string problem,
+                                       std::string allowed) const {
+    return {{lines.GetName(),
+             static_cast<std::size_t>(line),
+             0,
+             std::move(key),
+             std::move(value),
+             std::move(problem),
+             std::move(allowed),
+             {}}};
+}
 
 }  // namespace qel::host

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <memory>
+#include <cstdint>
+#include <string>
 
 #include "host/stream/frame_reader.hpp"
 #include "host/stream/line_reader.hpp"
@@ -11,15 +12,16 @@ namespace qel::host {
 class JsonlReader : public FrameReader {
 public:
     /// The lines outlive the reader.
-    explicit JsonlReader(LineReader& lines);
-    ~JsonlReader() override;
+    explicit JsonlReader(LineReader& lines) : lines(lines) {}
 
-    bool Next(Frame& frame) override;
+    bool Fetch(Entry& entry, bool mayWait) override;
+    void Parse(Entry& entry) const override;
 
 private:
-    class Impl;
+    UnreadableLine Unreadable(std::uint64_t line, std::string key, std::string value, std::string problem,
+                              std::string allowed) const;
 
-    std::unique_ptr<Impl> const impl;
+    LineReader& lines;
 };
 
 }  // namespace qel::host

@@ -1,14 +1,10 @@
 #include "host/stream/line_reader.hpp"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstring>
 
 #include <fmt/format.h>
 
 #include "host/failure.hpp"
-#include "host/system/descriptor.hpp"
 
 namespace qel::host {
 
@@ -19,17 +15,22 @@ constexpr std::size_t Piece = 256 * 1024;
 }  // namespace
 
 LineReader::LineReader(std::string const& path, StopSignals const& stop)
-    : name(NameOfInput(path)), stop(stop), file(OpenInput(path)), buffer(Piece + Padding) {}
+    : name(NameOfInput(path)), input(path, stop), buffer(Piece + Padding) {}
+
+bool LineReader::HasLine() {
+    auto const* const found = static_cast<char const*>(std::memchr(buffer.data() + scanned, '\n', end - scanned));
+    scanned = found != nullptr ? static_cast<std::size_t>(found - buffer.data()) : end;
+    return found != nullptr;
+}
 
 LineReader::Result LineReader::Next(std::string_view& line) {
     bool tooLong = false;
     for (;;) {
-        auto const* const found = static_cast<char const*>(std::memchr(buffer.data() + scanned, '\n', end - scanned));
-        bool const lastWithoutEnd = found == nullptr && atEnd && (begin < end || tooLong);
-        if (found != nullptr || lastWithoutEnd) {
-            std::size_t const lineEnd = found != nullptr ? static_cast<std::size_t>(found - buffer.data()) : end;
-            line = std::string_view(buffer.data() + begin, lineEnd - begin);
-            begin = scanned = found != nullptr ? lineEnd + 1 : end;
+        bool const hasEnd = HasLine();
+        bool const isLastWithoutEnd = !hasEnd && atEnd && (begin < end || tooLong);
+        if (hasEnd || isLastWithoutEnd) {
+            line = std::string_view(buffer.data() + begin, scanned - begin);
+            begin = scanned = hasEnd ? scanned + 1 : end;
             ++lineNumber;
             if (lineNumber == 1 && line.starts_with("\xEF\xBB\xBF")) {
                 line.remove_prefix(3);
@@ -39,7 +40,6 @@ LineReader::Result LineReader::Next(std::string_view& line) {
         if (atEnd) {
             return Result::End;
         }
-        scanned = end;
         if (end - begin > MaximumLength) {
             tooLong = true;
             begin = scanned = end = 0;
@@ -62,19 +62,14 @@ bool LineReader::ReadMore() {
     if (beforeWaiting) {
         beforeWaiting();
     }
-    for (;;) {
-        if (!stop.WaitForInput(file.Get())) {
-            return false;
-        }
-        ssize_t const count = read(file.Get(), buffer.data() + end, buffer.size() - Padding - end);
-        if (count >= 0) {
-            atEnd = count == 0;
-            end += static_cast<std::size_t>(count);
-            return true;
-        }
-        if (errno != EINTR && errno != EAGAIN) {
-            throw Failure(fmt::format("{}: cannot be read: {}", name, Reason(errno)));
-        }
+    try {
+        auto const count = input.Read(buffer.data() + end, buffer.size() - Padding - end);
+        atEnd = count == 0u;
+        end += count.value_or(0);
+        return count.has_value();
+    } catch (Failure const& failure) {
+        throw Failure(fmt::format("{}: cannot be read{}: {}", name,
+                                  lineNumber > 0 ? fmt::format(" behind line {}", lineNumber) : "", failure.what()));
     }
 }
 

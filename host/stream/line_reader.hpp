@@ -7,12 +7,12 @@
 #include <string_view>
 #include <vector>
 
-#include "host/system/descriptor.hpp"
+#include "host/stream/input.hpp"
 #include "host/system/stop_signals.hpp"
 
 namespace qel::host {
 
-/// Reads a file or standard input line by line, keeping only a piece of it in memory.
+/// Reads a file or standard input line by line, compressed or not, keeping only a piece of it in memory.
 class LineReader {
 public:
     /// Longer lines are not kept.
@@ -28,8 +28,11 @@ public:
     /// Calls `before` whenever the next piece is about to be read, which may take as long as it likes.
     void SetBeforeWaiting(std::function<void()> before) { beforeWaiting = std::move(before); }
 
-    /// The next line without its end, valid until the next call. A mark of the byte order before the first line is
-    /// dropped, and what a signal cuts off is not a line. Throws `Failure` when the file cannot be read.
+    /// Whether there is a line that `Next` gives without reading more of the file.
+    bool HasLine();
+
+    /// The next line without its end, valid until more of the file is read. A mark of the byte order before the first
+    /// line is dropped, and what a signal cuts off is not a line. Throws `Failure` when the file cannot be read.
     Result Next(std::string_view& line);
 
     /// The number of the line that was read last, from 1.
@@ -41,13 +44,12 @@ private:
     bool ReadMore();
 
     std::string name;
-    StopSignals const& stop;
+    Input input;
     std::function<void()> beforeWaiting;
-    Descriptor file;
     std::vector<char> buffer;
     std::size_t begin = 0;    // of what has not been handed out
     std::size_t end = 0;      // of what has been read
-    std::size_t scanned = 0;  // no end of line before this
+    std::size_t scanned = 0;  // no end of line from `begin` to this
     bool atEnd = false;
     std::uint64_t lineNumber = 0;
 };

@@ -65,6 +65,14 @@ std::string ClassName(double number) {
 MotReader::MotReader(LineReader& lines, FrameClock const& clock, Picture const& picture)
     : lines(lines), clock(clock), picture(picture) {}
 
+bool MotReader::Fetch(Entry& entry, bool mayWait) {
+    if (!mayWait || !Next(entry.frame)) {
+        return false;
+    }
+    entry.line = lines.GetLineNumber();
+    return true;
+}
+
 bool MotReader::Next(Frame& frame) {
     for (;;) {
         if (!next && !atEnd) {
@@ -132,7 +140,7 @@ bool MotReader::ReadLine(Line& line) {
             case LineReader::Result::Line:
                 if (text = Trim(text); !text.empty()) {
                     try {
-                        Parse(text, line);
+                        ParseLine(text, line);
                     } catch (UnreadableLine const& error) {
                         line.error = error;
                     }
@@ -142,7 +150,7 @@ bool MotReader::ReadLine(Line& line) {
     }
 }
 
-void MotReader::Parse(std::string_view text, Line& line) const {
+void MotReader::ParseLine(std::string_view text, Line& line) const {
     std::array<double, MostColumns> numbers{};
     std::size_t count = 0;
     for (std::string_view left = text;; ++count) {

@@ -26,7 +26,9 @@ public:
     /// The lines outlive the reader. The clock's first frame has the number 1.
     MotReader(LineReader& lines, FrameClock const& clock, Picture const& picture);
 
-    bool Next(Frame& frame) override;
+    /// Waits for all frames, since what follows a frame tells where it ends. They need no parsing.
+    bool Fetch(Entry& entry, bool mayWait) override;
+    void Parse(Entry&) const override {}
 
 private:
     struct Line {
@@ -35,8 +37,9 @@ private:
         std::optional<UnreadableLine> error;
     };
 
+    bool Next(Frame& frame);
     bool ReadLine(Line& line);
-    void Parse(std::string_view text, Line& line) const;
+    void ParseLine(std::string_view text, Line& line) const;
     void Take(Line line);
     void Advance();
     UnreadableLine Unreadable(std::string key, std::string_view value, std::string problem, std::string allowed) const;

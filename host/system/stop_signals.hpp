@@ -5,7 +5,8 @@
 namespace qel::host {
 
 /// While this object lives, the first SIGINT or SIGTERM asks the program to stop instead of ending it, a second one of
-/// either kind ends it. A signal that was ignored before stays so. One object at a time, in the only thread.
+/// either kind ends it. A signal that was ignored before stays so. One object at a time; all other threads keep the two
+/// blocked.
 class StopSignals {
 public:
     StopSignals();

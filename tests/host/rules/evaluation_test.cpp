@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <limits>
+#include <memory>
+#include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -31,6 +33,42 @@ public:
     std::vector<std::string> written;
 };
 
+/// A type that puts all sorts of things into the frame and changes its event in the next frame.
+class Fickle : public observable::Observable {
+public:
+    static constexpr char const* ClassTypeName = "qel.tests.Fickle";
+    static auto DefaultArguments() { return std::tuple("Fickle"); }
+
+    explicit Fickle(std::string name) : Observable(object::TypeIdOf<Fickle>) { SetName(std::move(name)); }
+
+    std::vector<std::shared_ptr<object::Object>> Process(meta::Meta const& frame) override {
+        if (event) {
+            event->SetName("changed");
+            return {};
+        }
+        event = tests::MakeEvent(frame.GetTimestamp(), frame.GetTimestamp(), {});
+        return {nullptr, tests::Person(1), event, tests::Zone(2)};
+    }
+
+    static std::vector<property::Schema> MakeProperties() { return observable::properties::Make({}, true); }
+
+private:
+    std::shared_ptr<meta::data::Event> event;
+};
+
+Evaluation::Step MakeStep(std::int64_t time, std::uint16_t channel, std::string const& name,
+                          std::vector<unsigned int> const& ids) {
+    Evaluation::Step step;
+    Frame& frame = step.entry.frame;
+    frame.time = tests::At(time);
+    frame.channel = channel;
+    frame.channelName = name;
+    for (auto const id : ids) {
+        frame.objects.push_back(tests::Person(id));
+    }
+    return step;
+}
+
 class EvaluationTest : public testing::Test {
 protected:
     EvaluationTest()
@@ -40,14 +78,9 @@ protected:
                    .file) {}
 
     void See(std::int64_t time, std::uint16_t channel, std::string const& name, std::vector<unsigned int> const& ids) {
-        Frame frame;
-        frame.time = tests::At(time);
-        frame.channel = channel;
-        frame.channelName = name;
-        for (auto const id : ids) {
-            frame.objects.push_back(tests::Person(id));
-        }
-        evaluation.Process(frame);
+        auto step = MakeStep(time, channel, name, ids);
+        evaluation.Process({&step, 1}, workers);
+        evaluation.Conclude(step);
     }
 
     tests::Registered<tests::Watcher> watcher;
@@ -56,6 +89,7 @@ protected:
     Lines lines;
     EventLog log{lines, false};
     Evaluation evaluation{file, log};
+    Workers workers{3};
 };
 
 TEST_F(EvaluationTest, RunsEveryChannelByItself) {
@@ -102,12 +136,104 @@ TEST_F(EvaluationTest, AddsUpTheTimeThatPassesOnTheChannels) {
 }
 
 TEST_F(EvaluationTest, TakesTheEarliestAndTheLatestTime) {
-    Frame frame;
-    frame.time = meta::Timestamp::min();
-    evaluation.Process(frame);
-    frame.time = meta::Timestamp::max();
-    evaluation.Process(frame);
+    std::vector<Evaluation::Step> steps(2);
+    steps[0].entry.frame.time = meta::Timestamp::min();
+    steps[1].entry.frame.time = meta::Timestamp::max();
+    evaluation.Process(steps, workers);
+    evaluation.Conclude(steps[0]);
+    evaluation.Conclude(steps[1]);
     EXPECT_NEAR(evaluation.GetCounts().seconds, 1.8446744e10, 1e4);
+}
+
+TEST_F(EvaluationTest, GivesTheSameWhateverTheBatchesAndTheThreads) {
+    auto const run = [&](std::size_t batch, std::size_t threads) {
+        Lines into;
+        EventLog events(into, true);
+        Evaluation other(file, events);
+        Workers together(threads);
+        std::mt19937 random(7);
+        std::vector<Evaluation::Step> steps;
+        for (int frame = 0; frame < 600; ++frame) {
+            std::vector<unsigned int> ids;
+            for (unsigned int id = 0; id < 4; ++id) {
+                if (random() % 3 != 0) {
+                    ids.push_back(id);
+                }
+            }
+            steps.push_back(MakeStep(frame, static_cast<std::uint16_t>(random() % 7), "", ids));
+            if (steps.size() == batch) {
+                other.Process(steps, together);
+                for (auto& step : steps) {
+                    other.Conclude(step);
+                }
+                steps.clear();
+            }
+        }
+        EXPECT_EQ(other.GetCounts().frames, 600u);
+        EXPECT_EQ(other.GetCounts().channels, 7u);
+        return into.written;
+    };
+    auto const expected = run(1, 1);
+    EXPECT_GT(expected.size(), 600u);
+    EXPECT_EQ(run(1, 3), expected);
+    EXPECT_EQ(run(20, 2), expected);
+    EXPECT_EQ(run(200, 1), expected);
+    EXPECT_EQ(run(600, 8), expected);
+}
+
+TEST_F(EvaluationTest, TellsOfTheFramesBeforeOneWhoseRulesFail) {
+    tests::Registered<tests::Unlucky> const unlucky;
+    TypeCatalogue const known;
+    auto const rules = ReadRules("rules", R"({"rules": [{"name": "watch", "type": "qel.tests.Watcher"},
+                                                        {"name": "fails", "type": "qel.tests.Unlucky"}]})",
+                                 known)
+                           .file;
+    Evaluation other(rules, log);
+    std::vector<Evaluation::Step> steps;
+    steps.push_back(MakeStep(0, 1, "", {7}));
+    steps.push_back(MakeStep(0, 2, "", {7}));
+    steps.push_back(MakeStep(40, 1, "", {13}));
+    steps.push_back(MakeStep(40, 1, "", {}));
+    other.Process(steps, workers);
+    other.Conclude(steps[0]);
+    other.Conclude(steps[1]);
+    try {
+        other.Conclude(steps[2]);
+        FAIL();
+    } catch (std::runtime_error const& error) {
+        EXPECT_STREQ(error.what(), "not this one");
+    }
+    EXPECT_EQ(other.GetCounts().frames, 3u);
+    EXPECT_EQ(other.GetCounts().channels, 2u);
+    EXPECT_THAT(lines.written, ElementsAre("start watch on 1 ", "start watch on 2 "));
+}
+
+TEST_F(EvaluationTest, PassesOverWhatCouldNotBeRead) {
+    std::vector<Evaluation::Step> steps;
+    steps.push_back(MakeStep(0, 1, "", {7}));
+    steps.push_back(MakeStep(20, 1, "", {}));
+    steps.push_back(MakeStep(40, 1, "", {7}));
+    steps[1].unreadable = std::make_exception_ptr(std::runtime_error("no frame"));
+    evaluation.Process(steps, workers);
+    evaluation.Conclude(steps[0]);
+    EXPECT_THROW(evaluation.Conclude(steps[1]), std::runtime_error);
+    evaluation.Conclude(steps[2]);
+    log.CloseAll();
+    EXPECT_EQ(evaluation.GetCounts().frames, 2u);
+    EXPECT_THAT(lines.written, ElementsAre("start watch on 1 ", "end watch on 1 "));
+}
+
+TEST_F(EvaluationTest, TellsOfEventsAsTheyWereInTheirFrame) {
+    tests::Registered<Fickle> const fickle;
+    TypeCatalogue const known;
+    auto const rules = ReadRules("rules", R"({"rules": [{"name": "a", "type": "qel.tests.Fickle"}]})", known).file;
+    Evaluation other(rules, log);
+    std::vector<Evaluation::Step> steps;
+    steps.push_back(MakeStep(0, 1, "", {}));
+    steps.push_back(MakeStep(40, 1, "", {}));
+    other.Process(steps, workers);
+    other.Conclude(steps[0]);
+    EXPECT_THAT(lines.written, ElementsAre("start test on 1 "));
 }
 
 }  // namespace

@@ -164,13 +164,12 @@ void Program::Signal(int signal) { kill(process, signal); }
 Outcome Program::Finish(std::string const& rest) {
     Outcome outcome{0, std::exchange(read, {}), {}};
     std::string_view left = rest;
-    if (input >= 0) {
+    if (left.empty()) {
+        Close(input);
+    } else {
         fcntl(input, F_SETFL, O_NONBLOCK);
     }
     while (input >= 0 || output >= 0 || error >= 0) {
-        if (left.empty()) {
-            Close(input);
-        }
         std::array<pollfd, 3> files{pollfd{input, POLLOUT, 0}, pollfd{output, POLLIN, 0}, pollfd{error, POLLIN, 0}};
         if (poll(files.data(), files.size(), -1) < 0) {
             continue;
@@ -178,6 +177,9 @@ Outcome Program::Finish(std::string const& rest) {
         if (files[0].revents != 0) {
             ssize_t const count = write(input, left.data(), left.size());
             left.remove_prefix(count > 0 ? static_cast<std::size_t>(count) : errno == EAGAIN ? 0 : left.size());
+            if (left.empty()) {
+                Close(input);
+            }
         }
         if (files[1].revents != 0 && !ReadSome(output, outcome.out)) {
             Close(output);

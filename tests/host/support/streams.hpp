@@ -39,13 +39,14 @@ std::vector<std::string> ReadStream(std::string const& stream, Arguments const&.
     host::LineReader lines(path, stop);
     Reader reader(lines, arguments...);
     std::vector<std::string> result;
-    host::Frame frame;
+    host::Entry entry;
     for (;;) {
         try {
-            if (!reader.Next(frame)) {
+            if (!reader.Fetch(entry, true)) {
                 return result;
             }
-            result.push_back(InWords(frame));
+            reader.Parse(entry);
+            result.push_back(InWords(entry.frame));
         } catch (host::UnreadableLine const& line) {
             auto mistake = line.mistake;
             EXPECT_EQ(mistake.file, path);
