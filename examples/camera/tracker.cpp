@@ -83,7 +83,7 @@ Tracker::Person Tracker::Begin(cv::Rect2d const& box) {
     cv::Mat_<float> const spread =
         (cv::Mat_<float>(States, 1) << OffPlace, OffPlace, OffSize, OffSize, FirstSpeed, FirstSpeed);
     filter.errorCovPost = cv::Mat::diag(cv::Mat(spread.mul(spread) * height * height));
-    return {0, filter, box, box, 0, 0, 0};
+    return {0, filter, box, box, 1, 0, ConfidenceStep};
 }
 
 void Tracker::Predict(Person& person, double seconds) {

@@ -25,7 +25,7 @@ public:
         /// The least overlap of two boxes that can be the same, as a part of what they cover together.
         double minimumOverlap = 0.2;
         /// In how many pictures somebody must have been seen to be reported.
-        int confirmAfter = 3;
+        int confirmAfter = 4;
         /// How many seconds somebody may be out of sight.
         double coast = 1.5;
         /// For how many of them he is still reported, where he is expected.
