@@ -55,13 +55,12 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     } else {
         reader = std::make_unique<JsonlReader>(lines);
     }
-    Entry entry;
+    Frame frame;
     for (std::uint64_t count = 0; count < MostFrames; ++count) {
         try {
-            if (!reader->Fetch(entry, true)) {
+            if (!reader->Next(frame)) {
                 return 0;
             }
-            reader->Parse(entry);
         } catch (UnreadableLine const& line) {
             std::string const told = Describe(line.mistake);
             if (line.mistake.line == 0 || line.mistake.problem.empty() || told.find('\n') != std::string::npos) {

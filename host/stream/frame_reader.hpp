@@ -44,6 +44,9 @@ public:
     /// Makes the frame of a fetched entry complete. Throws `UnreadableLine`. May be called for several entries at the
     /// same time.
     virtual void Parse(Entry& entry) const = 0;
+
+    /// Both at once: the next frame, waiting for it; false at the end.
+    bool Next(Frame& frame);
 };
 
 /// Notices an id that stands twice in one frame.

@@ -66,14 +66,14 @@ MotReader::MotReader(LineReader& lines, FrameClock const& clock, Picture const& 
     : lines(lines), clock(clock), picture(picture) {}
 
 bool MotReader::Fetch(Entry& entry, bool mayWait) {
-    if (!mayWait || !Next(entry.frame)) {
+    if (!mayWait || !PutTogether(entry.frame)) {
         return false;
     }
     entry.line = lines.GetLineNumber();
     return true;
 }
 
-bool MotReader::Next(Frame& frame) {
+bool MotReader::PutTogether(Frame& frame) {
     for (;;) {
         if (!next && !atEnd) {
             Line line;

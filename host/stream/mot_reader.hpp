@@ -37,7 +37,7 @@ private:
         std::optional<UnreadableLine> error;
     };
 
-    bool Next(Frame& frame);
+    bool PutTogether(Frame& frame);
     bool ReadLine(Line& line);
     void ParseLine(std::string_view text, Line& line) const;
     void Take(Line line);

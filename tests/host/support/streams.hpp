@@ -39,14 +39,13 @@ std::vector<std::string> ReadStream(std::string const& stream, Arguments const&.
     host::LineReader lines(path, stop);
     Reader reader(lines, arguments...);
     std::vector<std::string> result;
-    host::Entry entry;
+    host::Frame frame;
     for (;;) {
         try {
-            if (!reader.Fetch(entry, true)) {
+            if (!reader.Next(frame)) {
                 return result;
             }
-            reader.Parse(entry);
-            result.push_back(InWords(entry.frame));
+            result.push_back(InWords(frame));
         } catch (host::UnreadableLine const& line) {
             auto mistake = line.mistake;
             EXPECT_EQ(mistake.file, path);
