@@ -7,6 +7,7 @@
 #include <numbers>
 
 #include <boost/geometry/algorithms/covered_by.hpp>
+#include <boost/geometry/algorithms/equals.hpp>
 #include <boost/geometry/algorithms/intersects.hpp>
 #include <boost/geometry/core/closure.hpp>
 #include <boost/geometry/core/tags.hpp>
@@ -58,6 +59,12 @@ Hand HandOf(Point first, Point last, Point point) {
     // Positive is the left hand where y grows upwards.
     return side > 0 ? Hand::Right : side < 0 ? Hand::Left : Hand::None;
 }
+
+bool IsBetween(Point first, Point last, Point point) {
+    return boost::geometry::covered_by(point, boost::geometry::model::referring_segment<Point const>(first, last));
+}
+
+bool AreSame(Point left, Point right) { return boost::geometry::equals(left, right); }
 
 double DistanceFrom(Point first, Point last, Point point) {
     return std::abs((last.x - first.x) * (point.y - first.y) - (last.y - first.y) * (point.x - first.x));

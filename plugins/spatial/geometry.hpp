@@ -25,6 +25,12 @@ bool Meets(Polygon const& polygon, Point from, Point to);
 enum class Hand : signed char { Left = -1, None = 0, Right = 1 };
 Hand HandOf(Point first, Point last, Point point);
 
+/// Whether the point is on the straight way from one to another.
+bool IsBetween(Point first, Point last, Point point);
+
+/// Whether two points are the same but for rounding.
+bool AreSame(Point left, Point right);
+
 /// How far the point is from the endless line through two others, in a measure that only compares with itself.
 double DistanceFrom(Point first, Point last, Point point);
 

@@ -16,8 +16,9 @@ using Piece = Line::const_iterator;  // from this point to the next
 
 constexpr Hand Opposite(Hand hand) { return static_cast<Hand>(-static_cast<signed char>(hand)); }
 
-/// On which hand of a walker the line is stepped aside: so far down for each step to the right, a slope that hardly any
-/// piece or movement has. For one that has just that slope, the way bends down. None when nobody walks.
+/// On which hand of a walker the line is stepped aside: so far down for each step to the right. Hardly any piece or
+/// movement has that slope, and level and upright ones, which most lines have, are far from it, however they are
+/// rounded. For one that has just that slope, the way bends down. None when nobody walks.
 Hand HandOfStepAside(Point from, Point to) {
     constexpr double Slope = std::numbers::sqrt2;
     double const right = to.x - from.x;
@@ -32,22 +33,9 @@ Hand SideOf(Piece piece, Point point) {
     return side != Hand::None ? side : Opposite(HandOfStepAside(piece[0], piece[1]));
 }
 
-/// How far along from one point to the next a third one is, in a measure that only compares with itself.
-double DistanceAlong(Point first, Point last, Point point) {
-    return (last.x - first.x) * (point.x - first.x) + (last.y - first.y) * (point.y - first.y);
-}
-
-bool IsOnPiece(Piece piece, Point point) {
-    if (HandOf(piece[0], piece[1], point) != Hand::None) {
-        return false;
-    }
-    double const along = DistanceAlong(piece[0], piece[1], point);
-    return along >= 0 && along <= DistanceAlong(piece[0], piece[1], piece[1]);
-}
-
 bool IsOnAny(Piece first, Piece last, Point point) {
     for (; first != last; ++first) {
-        if (IsOnPiece(first, point)) {
+        if (IsBetween(first[0], first[1], point)) {
             return true;
         }
     }
@@ -55,8 +43,13 @@ bool IsOnAny(Piece first, Piece last, Point point) {
 }
 
 Line WithoutRepeats(Line points) {
-    points.erase(std::unique(points.begin(), points.end()), points.end());
+    points.erase(std::unique(points.begin(), points.end(), AreSame), points.end());
     return points;
+}
+
+/// How far along from one point to the next a third one is, in a measure that only compares with itself.
+double DistanceAlong(Point first, Point last, Point point) {
+    return (last.x - first.x) * (point.x - first.x) + (last.y - first.y) * (point.y - first.y);
 }
 
 /// Whether the movement runs along the piece that begins at an end of the line, and past that end.

@@ -44,7 +44,7 @@ public:
 
     Line const& GetPoints() const { return points; }
 
-    /// Whether a point is exactly on the line, where it really is.
+    /// Whether a point is on the line, where it really is.
     bool IsOn(Point point) const;
 
     Meeting Meet(Point from, Point to) const;

@@ -250,6 +250,33 @@ TEST(LineCrossRandomTest, WhoCrossesALineWithFarEndsChangesBetweenAboveAndBelow)
     });
 }
 
+TEST(LineCrossRandomTest, RoundingHardlyEverMakesADifference) {
+    int paths = 0;
+    int differences = 0;
+    RunAtRandom(5'000, [&](Random& random) {
+        auto const scaled = [&](std::vector<Point> points, std::size_t mostSteps) {
+            auto const scale = [&](double& value) {
+                value = (value + 1) / 20;
+                for (auto steps = random.Below(mostSteps + 1); steps > 0; --steps) {
+                    value = std::nextafter(value, random.OneIn(2) ? 0.0 : 1.0);
+                }
+            };
+            for (auto& point : points) {
+                scale(point.x);
+                scale(point.y);
+            }
+            return points;
+        };
+        auto const ring = PointsAtRandom(random, 2 + random.Below(5));
+        auto const path = PointsAtRandom(random, 6);
+        ++paths;
+        if (PlayPath(Close(scaled(ring, 2)), scaled(path, 2), AtOnce) != PlayPath(Close(ring), path, AtOnce)) {
+            ++differences;
+        }
+    });
+    EXPECT_LE(differences, paths / 1000 + 1);
+}
+
 TEST(LineCrossRandomTest, AStraightLineIsCrossedInPiecesAsItIsWhole) {
     RunAtRandom(5'000, [](Random& random) {
         std::vector<Point> const whole{{1, 2}, {3, 2}};
