@@ -13,8 +13,8 @@
 #include <boost/graph/topological_sort.hpp>
 
 #include "foundation/logging/logger.hpp"
+#include "foundation/type/container/id_table.hpp"
 #include "foundation/type/pimpl.hpp"
-#include "observable/detail/id_table.hpp"
 #include "observable/detail/refuse_null.hpp"
 
 namespace qel::observable {
@@ -70,7 +70,7 @@ private:
     bool OnlyAdds(Observables const& changed, std::vector<Edge> const& connected) const;
     static Observables Sort(Observables const& observables, std::vector<Edge> const& connected);
 
-    detail::IdTable places;  // while connecting; kept for its memory
+    type::container::IdTable places;  // while connecting; kept for its memory
 };
 
 void Graph::Impl::Take(Observables changed) {
@@ -105,7 +105,7 @@ std::vector<Graph::Impl::Edge> Graph::Impl::Connect(Observables const& observabl
     connected.reserve(edges.size() + 2);
     for (std::size_t vertex = 0; vertex < observables.size(); ++vertex) {
         for (unsigned int const input : observables[vertex]->GetDependents()) {
-            if (auto const place = places.Find(input); place != detail::IdTable::None) {
+            if (auto const place = places.Find(input); place != type::container::IdTable::None) {
                 connected.emplace_back(vertex, place);
             }
         }

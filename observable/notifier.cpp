@@ -34,8 +34,9 @@ std::shared_ptr<meta::data::Channel const> CopyChannel(meta::Meta const& frame) 
 }
 
 bool HasChannel(meta::data::Event const& event) {
-    auto const channels = meta::ItemsOf<meta::data::Channel>(event);
-    return channels.begin() != channels.end();
+    auto const& objects = event.GetObjects();
+    return std::any_of(objects.begin(), objects.end(),
+                       [](auto const& object) { return object && object->template Is<meta::data::Channel>(); });
 }
 
 }  // namespace

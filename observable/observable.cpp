@@ -151,6 +151,8 @@ void Observable::SetId(std::uint32_t id) {
 
 std::string Observable::GetName() const { return impl->name; }
 
+bool Observable::HasName(std::string_view name) const { return impl->name == name; }
+
 void Observable::SetName(std::string name) { impl->name = std::move(name); }
 
 bool Observable::GetTriggersAction() const { return impl->triggersAction; }

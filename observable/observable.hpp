@@ -74,6 +74,8 @@ public:
     void SetId(std::uint32_t id);
 
     std::string GetName() const;
+    /// Whether `GetName()` is this text, without a copy of it.
+    bool HasName(std::string_view name) const;
     void SetName(std::string name);
 
     /// Whether the events of this observable trigger actions, or are for other observables only.

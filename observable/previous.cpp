@@ -109,7 +109,7 @@ private:
     std::shared_ptr<meta::data::Event> Report(std::span<Memory* const> memories, Emitted const* last,
                                               Texts const& eventTexts, meta::Timestamp now) const;
     void Commit() noexcept;
-    Texts const& GetTexts() { return texts.Get(owner.GetName(), "previous", "analytics"); }
+    Texts const& GetTexts() { return texts.Get(owner, "previous", "analytics"); }
 
     detail::SharedTexts texts;
     Memories remembered;

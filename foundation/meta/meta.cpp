@@ -91,6 +91,15 @@ void Meta::RemoveIf(std::function<bool(std::shared_ptr<object::Object> const&)> 
     ownCount = kept;
 }
 
+detail::LookUpCounts Meta::CountLookUps() const {
+    auto const held = GetLock();
+    auto counts = contents->own.CountLookUps();
+    for (auto const& part : contents->inherited) {
+        counts += part.chunk->CountLookUps();
+    }
+    return counts;
+}
+
 std::unique_lock<std::recursive_mutex> Meta::GetLock() const { return std::unique_lock<std::recursive_mutex>(lock); }
 
 Meta::NamedEvents Meta::FindEvents(unsigned int observable) const {

@@ -60,6 +60,9 @@ public:
     /// Whether there are such events.
     bool HasEvents(unsigned int observable) const;
 
+    /// What the look-ups of the two have done so far, in this frame and in those that it shares items with.
+    detail::LookUpCounts CountLookUps() const;
+
 private:
     std::size_t Count() const { return contents->inheritedCount + ownCount; }
 

@@ -101,7 +101,7 @@ std::vector<std::shared_ptr<object::Object>> Binary::ProcessPerTarget(meta::Time
 }
 
 std::shared_ptr<Event::Texts const> const& Binary::GetTexts() {
-    return texts.Get(owner.GetName(), eventType, "analytics");
+    return texts.Get(owner, eventType, "analytics");
 }
 
 InputNames BinaryInputs() {

@@ -10,7 +10,7 @@ void EventList::Add(std::shared_ptr<meta::data::Event const> event) { events.pus
 
 bool EventList::Contains(unsigned int id) {
     TakeIds();
-    return ids.Find(id) != IdTable::None;
+    return ids.Find(id) != type::container::IdTable::None;
 }
 
 void EventList::Clear() {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "foundation/meta/data/event.hpp"
-#include "observable/detail/id_table.hpp"
+#include "foundation/type/container/id_table.hpp"
 
 namespace qel::observable::detail {
 
@@ -24,7 +24,7 @@ private:
     void TakeIds();
 
     std::vector<std::shared_ptr<meta::data::Event const>> events;
-    IdTable ids;
+    type::container::IdTable ids;
     std::size_t covered = 0;  // how many of the events, from the front, the table covers
     std::uint64_t keyChanges = 0;
 };

@@ -93,6 +93,8 @@ TEST(ObservableIdentity, NameAndFlagAreWhatWasSet) {
     std::string const before = observable.GetName();
     observable.SetName("kerb");
     EXPECT_EQ(observable.GetName(), "kerb");
+    EXPECT_TRUE(observable.HasName("kerb"));
+    EXPECT_FALSE(observable.HasName("gate"));
     EXPECT_EQ(before, "gate");
     observable.SetTriggersAction(false);
     EXPECT_FALSE(observable.GetTriggersAction());

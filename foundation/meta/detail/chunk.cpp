@@ -53,23 +53,30 @@ std::size_t Chunk::Compact(std::size_t count, std::vector<bool> const& goes) noe
 void Chunk::FindEvents(unsigned int observable, std::size_t count, FoundEvents& found) const {
     std::lock_guard<std::mutex> const lock(index.mutex);
     ExtendIndex(count);
-    auto const chain = index.chains.find(observable);
-    if (chain == index.chains.end()) {
+    ++index.counts.asked;
+    auto const* const chain = index.Find(observable);
+    if (chain == nullptr) {
         return;
     }
-    for (std::size_t at = chain->second.first; at != NoEntry; at = index.entries[at].next) {
-        if (index.entries[at].position >= count) {
-            return;
-        }
+    std::size_t const before = found.size();
+    for (std::size_t at = chain->first; at != NoEntry && index.entries[at].position < count;
+         at = index.entries[at].next) {
         found.push_back(index.entries[at].event);
     }
+    index.counts.found += found.size() - before;
 }
 
 bool Chunk::HasEvents(unsigned int observable, std::size_t count) const {
     std::lock_guard<std::mutex> const lock(index.mutex);
     ExtendIndex(count);
-    auto const chain = index.chains.find(observable);
-    return chain != index.chains.end() && index.entries[chain->second.first].position < count;
+    ++index.counts.asked;
+    auto const* const chain = index.Find(observable);
+    return chain != nullptr && index.entries[chain->first].position < count;
+}
+
+LookUpCounts Chunk::CountLookUps() const {
+    std::lock_guard<std::mutex> const lock(index.mutex);
+    return index.counts;
 }
 
 void Chunk::ExtendIndex(std::size_t count) const {
@@ -79,6 +86,7 @@ void Chunk::ExtendIndex(std::size_t count) const {
         index.keyChanges = keyChanges;
     }
     for (; index.covered < count; ++index.covered) {
+        ++index.counts.read;
         object::Object const* const item = At(index.covered).get();
         if (item == nullptr || !item->Is<data::Event>()) {
             continue;
@@ -99,6 +107,7 @@ void Chunk::ExtendIndex(std::size_t count) const {
 }
 
 void Chunk::Index::Clear() noexcept {
+    chainOf.Clear();
     chains.clear();
     entries.clear();
     covered = 0;
@@ -107,11 +116,17 @@ void Chunk::Index::Clear() noexcept {
 void Chunk::Index::Add(unsigned int observable, data::Event const& event, std::size_t position) {
     std::size_t const added = entries.size();
     entries.push_back({&event, position, NoEntry});
-    auto const [chain, isNew] = chains.try_emplace(observable, Chain{added, added});
-    if (!isNew) {
-        entries[chain->second.last].next = added;
-        chain->second.last = added;
+    if (auto const place = chainOf.Find(observable); place != type::container::IdTable::None) {
+        entries[std::exchange(chains[place].last, added)].next = added;
+        return;
     }
+    chains.push_back({added, added});
+    chainOf.Set(observable, static_cast<std::uint32_t>(chains.size() - 1));
+}
+
+Chunk::Index::Chain const* Chunk::Index::Find(unsigned int observable) const {
+    auto const place = chainOf.Find(observable);
+    return place == type::container::IdTable::None ? nullptr : &chains[place];
 }
 
 std::shared_ptr<object::Object> const& Contents::AtInherited(std::size_t position) const {

@@ -7,7 +7,6 @@
 #include <memory>
 #include <mutex>
 #include <span>
-#include <unordered_map>
 #include <vector>
 
 #include <boost/container/small_vector.hpp>
@@ -15,11 +14,27 @@
 #include "foundation/export.hpp"
 #include "foundation/meta/data/event.hpp"
 #include "foundation/object/object.hpp"
+#include "foundation/type/container/id_table.hpp"
 
 namespace qel::meta::detail {
 
 /// Events found by a look-up; most look-ups find a few.
 using FoundEvents = boost::container::small_vector<data::Event const*, 12>;
+
+/// What look-ups cost, apart from time.
+struct LookUpCounts {
+    std::size_t asked = 0;  // how many there were
+    std::size_t found = 0;  // how many events they have given
+    std::size_t read = 0;   // how many items were read to answer them
+
+    LookUpCounts& operator+=(LookUpCounts const& other) {
+        asked += other.asked;
+        found += other.found;
+        read += other.read;
+        return *this;
+    }
+    friend bool operator==(LookUpCounts const&, LookUpCounts const&) = default;
+};
 
 /// A list of items that one frame appends to and that copies of the frame share up to the length it had when they were
 /// made. An item never moves: whoever knows a length may read that far without a lock while the list grows.
@@ -49,6 +64,7 @@ public:
     void FindEvents(unsigned int observable, std::size_t count, FoundEvents& found) const;
     /// Whether there are any.
     bool HasEvents(unsigned int observable, std::size_t count) const;
+    LookUpCounts CountLookUps() const;
 
 private:
     static constexpr std::size_t FirstBlock = 16;
@@ -78,13 +94,16 @@ private:
         };
 
         std::mutex mutex;
-        std::unordered_map<unsigned int, Chain> chains;
+        type::container::IdTable chainOf;  // by observable
+        std::vector<Chain> chains;
         std::vector<Entry> entries;
         std::size_t covered = 0;
         std::uint64_t keyChanges = 0;
+        LookUpCounts counts;
 
         void Clear() noexcept;
         void Add(unsigned int observable, data::Event const& event, std::size_t position);
+        Chain const* Find(unsigned int observable) const;
     };
 
     void ExtendIndex(std::size_t count) const;

@@ -288,7 +288,9 @@ private:
                 }
             }
         }
+        EXPECT_EQ(frame.meta->HasEvents(id), !expected.empty());
         EXPECT_EQ(FoundBy(EventsNaming(*frame.meta, id)), expected);
+        EXPECT_EQ(frame.meta->HasEvents(id), !expected.empty());
     }
 
     Random& random;

@@ -1,4 +1,4 @@
-#include "observable/detail/id_table.hpp"
+#include "foundation/type/container/id_table.hpp"
 
 #include <cstdint>
 #include <map>
@@ -8,7 +8,7 @@
 #include "tests/support/allocation_counter.hpp"
 #include "tests/support/random.hpp"
 
-namespace qel::observable::detail {
+namespace qel::type::container {
 namespace {
 
 using tests::AllocationsOf;
@@ -85,4 +85,4 @@ TEST(IdTableTest, AgreesWithAMapOverRandomIds) {
 }
 
 }  // namespace
-}  // namespace qel::observable::detail
+}  // namespace qel::type::container

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace qel::observable::detail {
+namespace qel::type::container {
 
 /// Places by id. A look-up reads one line of memory as a rule; the memory is kept from use to use, unless much less of
 /// it is needed than there is.
@@ -74,4 +74,4 @@ private:
     std::size_t used = 0;
 };
 
-}  // namespace qel::observable::detail
+}  // namespace qel::type::container

@@ -1,0 +1,149 @@
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "foundation/meta/meta.hpp"
+#include "foundation/type/binding.hpp"
+#include "observable/and.hpp"
+#include "observable/not.hpp"
+#include "observable/notifier.hpp"
+#include "observable/or.hpp"
+#include "observable/previous.hpp"
+#include "tests/support/allocation_counter.hpp"
+#include "tests/support/frames.hpp"
+
+namespace qel::observable {
+namespace {
+
+using meta::Meta;
+using std::chrono::milliseconds;
+using tests::At;
+
+constexpr unsigned int A = 1'000'001;
+constexpr unsigned int B = 1'000'002;
+constexpr unsigned int C = 1'000'003;
+constexpr unsigned int NeverFires = 1'000'004;
+
+// What processing a frame takes: exact numbers, on any machine.
+struct Cost {
+    std::size_t allocations;
+    meta::detail::LookUpCounts lookUps;
+    std::size_t items;  // in the frame when it is done
+};
+
+class Rules {
+public:
+    template <class Rule, class... Settings>
+    std::shared_ptr<Rule> Add(Settings... settings) {
+        auto rule = std::make_shared<Rule>("rule with a name that is not short", 0, settings...);
+        bindings.push_back(notifier.AddObservable(rule));
+        return rule;
+    }
+
+    // Rules of every kind that a group of detections has.
+    void AddGroup() {
+        Add<And>(A, B, true);
+        auto const before = Add<Previous>(B, milliseconds(100));
+        before->SetConstrainTarget(true);
+        before->SetTriggersAction(false);
+        auto const shortly = Add<And>(A, before->GetId(), true);
+        Add<Not>(A);
+        Add<Or>(A, B);
+        auto const quiet = Add<Not>(C);
+        quiet->SetTriggersAction(false);
+        Add<And>(shortly->GetId(), quiet->GetId(), false);
+    }
+
+    // As many rules whose inputs are others and never fire; they ask for `count` / 3 * 5 inputs in every frame.
+    void AddOthers(std::size_t count) {
+        for (std::size_t each = 0; each < count / 3; ++each) {
+            Add<And>(NeverFires, NeverFires + 1, true);
+            Add<Or>(NeverFires, NeverFires + 1);
+            Add<Previous>(NeverFires, milliseconds(100));
+        }
+    }
+
+    // Detections of ten objects that come and go, A and B out of step.
+    std::vector<Cost> Run(std::size_t frames) {
+        std::vector<Cost> costs;
+        for (std::size_t number = 0; number < frames; ++number) {
+            auto const now = At(static_cast<std::int64_t>(number) * 40);
+            Meta const frame(now);
+            frame.Append(tests::Channel(3));
+            for (unsigned int person = 0; person < 10; ++person) {
+                if ((number + person) % 7 < 4) {
+                    frame.Append(tests::MakeEvent(now, now, {tests::Record(A), tests::Person(person)}));
+                }
+                if ((number + 2 * person) % 9 < 3) {
+                    frame.Append(tests::MakeEvent(now, now, {tests::Record(B), tests::Person(person)}));
+                }
+            }
+            if (number % 10 < 5) {
+                frame.Append(tests::MakeEvent(now, now, {tests::Record(C)}));
+            }
+            auto const allocations = tests::AllocationsOf([&] { notifier.Process(frame); });
+            costs.push_back({allocations, frame.CountLookUps(), tests::Items(frame).size()});
+        }
+        return costs;
+    }
+
+private:
+    Notifier notifier;
+    std::vector<type::Binding> bindings;
+};
+
+TEST(ScaleTest, AGroupCostsTheSameBesideThousandsOfRulesThatConsumeOtherInputs) {
+    constexpr std::size_t others = 4998;
+    constexpr std::size_t asked = others / 3 * 5;
+    // Everywhere a few rules stand behind the group, so that what the group reports last is read too.
+    Rules alone;
+    alone.AddGroup();
+    alone.AddOthers(3);
+    Rules first;
+    first.AddGroup();
+    first.AddOthers(3 + others);
+    Rules last;
+    last.AddOthers(others);
+    last.AddGroup();
+    last.AddOthers(3);
+
+    auto const costs = alone.Run(60);
+    for (auto* const beside : {&first, &last}) {
+        auto const besideOthers = beside->Run(60);
+        for (std::size_t frame = 0; frame < costs.size(); ++frame) {
+            SCOPED_TRACE(frame);
+            EXPECT_EQ(besideOthers[frame].items, costs[frame].items);
+            EXPECT_EQ(besideOthers[frame].lookUps.asked, costs[frame].lookUps.asked + asked);
+            EXPECT_EQ(besideOthers[frame].lookUps.found, costs[frame].lookUps.found);
+            EXPECT_EQ(besideOthers[frame].lookUps.read, costs[frame].lookUps.read);
+            EXPECT_EQ(besideOthers[frame].allocations, costs[frame].allocations);
+        }
+    }
+}
+
+TEST(ScaleTest, EveryItemIsReadOnceHoweverManyRulesAsk) {
+    Rules rules;
+    rules.AddGroup();
+    rules.AddOthers(300);
+    for (auto const& cost : rules.Run(20)) {
+        EXPECT_LE(cost.lookUps.read, cost.items + 30u) << "30 internal events at most have left the frame again";
+        EXPECT_GT(cost.lookUps.asked, 500u);
+    }
+}
+
+TEST(ScaleTest, SilentRulesTakeNoMemory) {
+    Rules rules;
+    rules.AddOthers(300);
+    for (auto const& cost : rules.Run(20)) {
+        // The copy of the channel's record, and the index over the detections.
+        EXPECT_LT(cost.allocations, 20u);
+        EXPECT_EQ(cost.lookUps.found, 0u);
+    }
+}
+
+}  // namespace
+}  // namespace qel::observable
