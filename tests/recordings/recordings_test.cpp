@@ -56,8 +56,7 @@ struct Scene {
 /// An event as "<id> <start> <end>" in nanoseconds, without the id for an event about the scene.
 using Told = std::map<std::string, std::multiset<std::string>>;
 
-// ---- The naive count
-// -------------------------------------------------------------------------------------------------
+// ---- The naive count ------------------------------------------------------------------------------------------------
 
 bool IsInside(Scene const& scene, Place place) {
     return place.x >= scene.left && place.x <= scene.right && place.y >= scene.top && place.y <= scene.bottom;
@@ -142,8 +141,7 @@ Told CountNaively(Recording const& recording, Scene const& scene) {
     return told;
 }
 
-// ---- The program
-// -----------------------------------------------------------------------------------------------------
+// ---- The program ----------------------------------------------------------------------------------------------------
 
 std::string MakeRules(Scene const& scene, Place from, Place to) {
     auto const rule = [](char const* name, char const* type, char const* zone, std::string const& settings) {
@@ -250,8 +248,7 @@ std::map<unsigned int, int> IdsOf(std::multiset<std::string> const& events) {
     return ids;
 }
 
-// ---- The recordings
-// --------------------------------------------------------------------------------------------------
+// ---- The recordings -------------------------------------------------------------------------------------------------
 
 /// The boxes' bottom centres as fractions of the picture.
 Recording ReadMot(std::istream& stream, double width, double height, double framesPerSecond) {
