@@ -19,4 +19,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// A signal has ended the opening of a file, which may wait for the other end of a pipe.
+class Interrupted {};
+
 }  // namespace qel::host

@@ -41,7 +41,9 @@ std::vector<RecordedEvent> ReadEvents(std::string const& path, host::StopSignals
     std::vector<RecordedEvent> events;
     std::map<std::uint64_t, std::size_t> places;  // by the number of the event
     std::string_view text;
-    for (auto result = lines.Next(text); result != host::LineReader::Result::End; result = lines.Next(text)) {
+    using Result = host::LineReader::Result;
+    for (auto result = lines.Next(text); result != Result::End && result != Result::Stopped;
+         result = lines.Next(text)) {
         try {
             auto const line = nlohmann::json::parse(text);
             auto const number = line.at("event").get<std::uint64_t>();

@@ -22,7 +22,7 @@ void AddTypes(CLI::App& program, Action& action);
 /// The command line of qel with all its sub-commands, which must not outlive `action`.
 std::unique_ptr<CLI::App> MakeProgram(Action& action);
 
-/// Adds the option that every command with types has.
+/// Adds the option that every command has.
 void AddPluginsOption(CLI::App& command, std::string& directory);
 
 /// Allows numbers from the lowest to the highest; unlike `CLI::Range` it refuses "nan".

@@ -6,11 +6,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -100,6 +102,13 @@ std::unique_ptr<FrameReader> MakeReader(Options const& options, LineReader& line
                                        MotReader::Picture{*options.width, *options.height});
 }
 
+/// Whether writing the one would destroy the other.
+bool IsSameFile(std::string const& written, std::string const& read) {
+    std::error_code ignored;  // of one that is not there
+    return written != "-" && read != "-" && std::filesystem::is_regular_file(written, ignored) &&
+           std::filesystem::equivalent(written, read, ignored);
+}
+
 /// What can be wrong with the command line without looking into a file.
 void Check(Options const& options) {
     bool const hasPicture = options.framesPerSecond && options.width && options.height;
@@ -109,14 +118,18 @@ void Check(Options const& options) {
     if (options.rules == "-" && options.input == "-") {
         throw CommandLineError("--rules and --input cannot both be standard input");
     }
+    if (IsSameFile(options.output, options.rules) || IsSameFile(options.output, options.input)) {
+        throw CommandLineError(fmt::format("--output: {}: is read, too, and would be lost", options.output));
+    }
     StartOf(options);
 }
 
 /// One run of the command.
 class Run {
 public:
-    Run(Options const& options, RuleFile const& rules)
+    Run(Options const& options, RuleFile const& rules, StopSignals const& stop)
         : skipsUnreadable(options.onError == "skip"),
+          stop(stop),
           lines(options.input, stop),
           reader(MakeReader(options, lines)),
           output(options.output),
@@ -147,7 +160,7 @@ private:
     void Summarise();
 
     bool const skipsUnreadable;
-    StopSignals stop;
+    StopSignals const& stop;
     LineReader lines;
     std::unique_ptr<FrameReader> reader;
     Output output;
@@ -266,7 +279,9 @@ void Run::Tell(std::string const& line) {
 /// Lets the reader of the output have what there is.
 void Run::Deliver() {
     if (output.HasPending()) {
-        progress.Clear();
+        if (output.IsTerminal()) {
+            progress.Clear();
+        }
         output.Flush();
     }
 }
@@ -283,7 +298,15 @@ int RunRules(Options const& options) {
     TypeCatalogue::LoadPlugins(options.plugins);
     TypeCatalogue const types;
     auto const rules = LoadRules(options.rules, types);
-    return rules ? Run(options, *rules).Perform() : Wrong;
+    if (!rules) {
+        return Wrong;
+    }
+    StopSignals const stop;
+    try {
+        return Run(options, *rules, stop).Perform();
+    } catch (Interrupted const&) {
+        return BySignal + stop.GetCaught();
+    }
 }
 
 }  // namespace
@@ -314,11 +337,10 @@ void AddRun(CLI::App& program, Action& action) {
     command->add_option("--on-error", options->onError, "What to do about a line that cannot be read: stop or skip")
         ->check(CLI::IsMember({"stop", "skip"}))
         ->capture_default_str();
-    command->add_option("--fps", options->framesPerSecond, "Frames in a second, for mot")->check(CLI::Range(1e-6, 1e6));
-    command->add_option("--width", options->width, "Width of the picture in pixels, for mot")
-        ->check(CLI::Range(1.0, 1e6));
+    command->add_option("--fps", options->framesPerSecond, "Frames in a second, for mot")->check(InRange(1e-6, 1e6));
+    command->add_option("--width", options->width, "Width of the picture in pixels, for mot")->check(InRange(1, 1e6));
     command->add_option("--height", options->height, "Height of the picture in pixels, for mot")
-        ->check(CLI::Range(1.0, 1e6));
+        ->check(InRange(1, 1e6));
     command->add_option("--start", options->start,
                         "Time of frame 1, for mot: nanoseconds since 1970 or an RFC 3339 text; default 0");
     command

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -9,6 +11,7 @@
 
 #include "host/command/action.hpp"
 #include "host/failure.hpp"
+#include "host/rules/type_catalogue.hpp"
 #include "host/stream/frame_clock.hpp"
 #include "host/stream/scene.hpp"
 #include "host/stream/timestamp.hpp"
@@ -31,6 +34,7 @@ struct Options {
     double jitter = 0.0015;
     double idSwitches = 0;
     std::string output = "-";
+    std::string plugins;
 };
 
 std::int64_t Millionths(double share) { return std::llround(share * 1e6); }
@@ -80,8 +84,10 @@ int Simulate(Options const& options) {
         throw CommandLineError(fmt::format("--channels: {}: the last one would be {}; allowed: numbers up to 65535",
                                            options.channels, options.channel + options.channels - 1));
     }
+    TypeCatalogue::LoadPlugins(options.plugins);
     FrameClock const clock(*start, options.framesPerSecond);
-    auto const end = *start + std::chrono::seconds(options.seconds);
+    auto const room = std::chrono::duration_cast<std::chrono::seconds>(meta::Timestamp::max() - std::max(*start, {}));
+    auto const end = *start + std::min(std::chrono::seconds(options.seconds), room);
     auto scenes = MakeScenes(options);
     Output output(options.output);
     for (std::uint64_t frame = 0;; ++frame) {
@@ -141,6 +147,7 @@ void AddSimulate(CLI::App& program, Action& action) {
     command->add_option("--output", options->output, "Where frames go, - for standard output")
         ->type_name("FILE")
         ->capture_default_str();
+    AddPluginsOption(*command, options->plugins);
     command->footer(
         "People come in from the left or the right, walk about on the lower half of the picture, stop now and\n"
         "then, and leave; vehicles drive along a road behind them. Who comes next has a new id. The detector misses\n"

@@ -108,7 +108,9 @@ public:
     bool end_array() override { return Close(); }
 
     bool parse_error(std::size_t offset, std::string const&, nlohmann::json::exception const& error) override {
-        Fail(DropPrefix(error.what()), offset == 0 ? 0 : offset - 1);
+        constexpr int NumberOverflow = 406;
+        Fail(error.id == NumberOverflow ? "a number is too large" : DropPrefix(error.what()),
+             offset == 0 ? 0 : offset - 1);
         return false;
     }
 
@@ -189,6 +191,9 @@ Document::Document(std::string text) : source(std::move(text)) {
         source.erase(0, 3);
     }
     lineStarts = LineStartsOf(source);
+    if (auto const end = source.find('\0'); end != std::string::npos) {  // the parser would take it for the end
+        throw SyntaxError("a character that is not text", GetPlace(end));
+    }
     Position position;
     Builder builder(root, source, position);
     char const* const begin = source.data();

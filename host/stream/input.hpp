@@ -17,7 +17,7 @@ namespace qel::host {
 /// decompressed on the way, a piece at a time; members that stand one behind the other are one stream.
 class Input {
 public:
-    /// "-" is standard input. Throws `Failure` when the file cannot be opened.
+    /// "-" is standard input. Throws what `OpenInput` throws.
     Input(std::string const& path, StopSignals const& stop);
 
     /// Reads what there is, waiting for it if there is nothing. Returns 0 at the end and nothing when a signal asks to

@@ -223,7 +223,7 @@ std::shared_ptr<meta::data::Object> FrameParser::ReadObject(dom::element value) 
 bool JsonlReader::Fetch(Entry& entry, bool mayWait) {
     while (mayWait || lines.HasLine()) {
         auto const result = lines.Next(entry.text);
-        if (result == LineReader::Result::End) {
+        if (result == LineReader::Result::End || result == LineReader::Result::Stopped) {
             return false;
         }
         entry.line = lines.GetLineNumber();

@@ -45,7 +45,7 @@ LineReader::Result LineReader::Next(std::string_view& line) {
             begin = scanned = end = 0;
         }
         if (!ReadMore()) {
-            return Result::End;
+            return Result::Stopped;
         }
     }
 }

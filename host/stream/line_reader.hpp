@@ -20,9 +20,9 @@ public:
     /// Behind every line so many bytes more may be read, whatever they hold.
     static constexpr std::size_t Padding = 64;
 
-    enum class Result { Line, TooLong, End };
+    enum class Result { Line, TooLong, End, Stopped };
 
-    /// "-" is standard input. Throws `Failure` when the file cannot be opened.
+    /// "-" is standard input. Throws what `OpenInput` throws.
     LineReader(std::string const& path, StopSignals const& stop);
 
     /// Calls `before` whenever the next piece is about to be read, which may take as long as it likes.
@@ -32,7 +32,8 @@ public:
     bool HasLine();
 
     /// The next line without its end, valid until more of the file is read. A mark of the byte order before the first
-    /// line is dropped, and what a signal cuts off is not a line. Throws `Failure` when the file cannot be read.
+    /// line is dropped, and what a signal cuts off is not a line: then `Stopped`. Throws `Failure` when the file cannot
+    /// be read.
     Result Next(std::string_view& line);
 
     /// The number of the line that was read last, from 1.

@@ -78,6 +78,9 @@ bool MotReader::PutTogether(Frame& frame) {
         if (!next && !atEnd) {
             Line line;
             if (!ReadLine(line)) {
+                if (stopped) {  // in the middle of a frame, which nobody can judge by half
+                    return false;
+                }
                 atEnd = true;
             } else if (!handedOut && (line.frame == current || line.frame == 0)) {
                 Take(std::move(line));
@@ -102,14 +105,15 @@ bool MotReader::PutTogether(Frame& frame) {
     }
 }
 
-/// Begins the frame behind the current one: that of the next line, or an empty one on the way there.
+/// Begins the frame of the next line, or an empty one on the way there from the last one that was reached.
 void MotReader::Advance() {
     if (next->error) {
         UnreadableLine const error = std::move(*next->error);
         next.reset();
         throw error;
     }
-    current = next->frame > current ? current + 1 : next->frame;
+    current = std::min(next->frame, last + 1);
+    last = std::max(last, current);
     handedOut = false;
     ids.Clear();
     if (current == next->frame) {
@@ -131,6 +135,9 @@ bool MotReader::ReadLine(Line& line) {
     std::string_view text;
     for (;;) {
         switch (lines.Next(text)) {
+            case LineReader::Result::Stopped:
+                stopped = true;
+                return false;
             case LineReader::Result::End:
                 return false;
             case LineReader::Result::TooLong:
@@ -170,8 +177,8 @@ void MotReader::ParseLine(std::string_view text, Line& line) const {
                                  "a whole number from 1 to the last frame before 2262-04-11");
             }
             line.frame = static_cast<std::uint64_t>(*number);
-            if (line.frame > current + 1 + LargestGap) {
-                throw Unreadable("frame", column, fmt::format("too far behind frame {}", current),
+            if (line.frame > last + 1 + LargestGap) {
+                throw Unreadable("frame", column, fmt::format("too far behind frame {}", last),
                                  fmt::format("gaps of up to {} frames", LargestGap));
             }
         } else if (count == 1 && !IsWhole(*number, 0, HighestId)) {

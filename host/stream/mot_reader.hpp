@@ -49,10 +49,12 @@ private:
     Picture picture;
     std::uint64_t current = 0;  // the frame that is put together, 0 before the first
     bool handedOut = true;      // it has been
+    std::uint64_t last = 0;     // the highest so far: what is missing behind it is empty
     std::vector<std::shared_ptr<meta::data::Object>> objects;
     UniqueIds ids;
     std::optional<Line> next;  // the line that ended it
     bool atEnd = false;
+    bool stopped = false;  // by a signal
 };
 
 }  // namespace qel::host

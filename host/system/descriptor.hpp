@@ -28,7 +28,7 @@ private:
 /// The system's text for an error number.
 inline std::string Reason(int error) { return std::generic_category().message(error); }
 
-/// Opens for reading, "-" being standard input. Throws `Failure`.
+/// Opens for reading, "-" being standard input. Throws `Failure`, or `Interrupted` when a signal is caught meanwhile.
 int OpenInput(std::string const& path);
 
 /// What messages call an input of this name.

@@ -19,6 +19,9 @@ constexpr std::size_t LargePiece = 64 * 1024;
 
 int OpenOutput(std::string const& path) {
     int const file = path == "-" ? STDOUT_FILENO : open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (file < 0 && errno == EINTR) {
+        throw Interrupted();
+    }
     if (file < 0) {
         throw CannotWrite(fmt::format("{}: cannot be written: {}", path, Reason(errno)));
     }

@@ -21,7 +21,8 @@ public:
 /// any other reason. What is to arrive is flushed before the end of this object.
 class Output {
 public:
-    /// "-" is standard output. Throws `CannotWrite` when the file cannot be made.
+    /// "-" is standard output. Throws `CannotWrite` when the file cannot be made, `Interrupted` when a signal is caught
+    /// meanwhile.
     explicit Output(std::string const& path);
 
     void Write(std::string_view text);

@@ -120,6 +120,25 @@ TEST(GraphTest, TellsOfMistakesInTheRules) {
     EXPECT_THAT(outcome.error, StartsWith("standard input:1:2: "));
 }
 
+TEST(SimulateTest, TakesPluginsAsEveryCommandDoes) {
+    for (char const* const command : {"run", "check", "types", "graph", "simulate"}) {
+        auto const outcome = RunQel({command, "--help"});
+        EXPECT_THAT(outcome.out, HasSubstr("--plugins DIR")) << command;
+    }
+    auto const outcome = RunQel({"simulate", "--seconds", "0", "--plugins", "/does/not/exist"});
+    EXPECT_EQ(outcome.code, 2);
+    EXPECT_THAT(outcome.ErrorLines(),
+                ElementsAre("qel: --plugins: /does/not/exist: cannot be read: No such file or directory"));
+}
+
+TEST(SimulateTest, EndsWithTheLastTimeThatThereIs) {
+    auto const outcome = RunQel({"simulate", "--seconds", "100", "--fps", "1", "--people", "0", "--vehicles", "0",
+                                 "--start", "9223372035854775807"});
+    EXPECT_EQ(outcome.code, 0);
+    ASSERT_EQ(outcome.OutLines().size(), 1u);
+    EXPECT_THAT(outcome.OutLines()[0], StartsWith("{\"timestamp\": 9223372035854775807, "));
+}
+
 TEST(SimulateTest, WritesFramesThatRunTakes) {
     auto const outcome = RunQel({"simulate", "--seconds", "4", "--fps", "10", "--start", "1970-01-01T00:00:01Z",
                                  "--channel", "7", "--people", "20", "--seed", "3"});

@@ -213,6 +213,29 @@ TEST_F(RunTest, ClosesEventsWhenItIsInterruptedOrTerminated) {
     }
 }
 
+TEST_F(RunTest, EvaluatesNoFrameThatASignalCutsOff) {
+    Program program(Arguments({"--format", "mot", "--fps", "25", "--width", "1", "--height", "1"}));
+    program.Write("1,1,0.4,0.4,0.1,0.1\n2,1,0.4,0.4,0.1,0.1\n3,8,0.4,0.4,0.1,0.1\n");
+    EXPECT_EQ(program.ReadLine(), Line("start", 0, 1, 0, 0));
+    program.Signal(SIGTERM);
+    EXPECT_EQ(program.ReadLine(), Line("end", 40, 1, 0, 40, WithTheStream)) << "and no start of person 8";
+    auto const outcome = program.Finish();
+    EXPECT_EQ(outcome.code, 143);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.ErrorLines().at(0), StartsWith("qel: 2 frames of 1 channel in "));
+}
+
+TEST_F(RunTest, DoesNotWriteOverWhatItReads) {
+    auto const input = Write("frames.jsonl", Present(0));
+    for (auto const& output : {rules, input, (directory / "." / "frames.jsonl").string()}) {
+        auto const outcome = RunQel(Arguments({"--input", input, "--output", output}));
+        EXPECT_EQ(outcome.code, 2);
+        EXPECT_THAT(outcome.ErrorLines(),
+                    ElementsAre("qel: --output: " + output + ": is read, too, and would be lost"));
+    }
+    EXPECT_EQ(host::ReadWholeFile(input), Present(0));
+}
+
 TEST_F(RunTest, EndsQuietlyWhenNobodyReadsItsOutput) {
     Program program(Arguments());
     program.Write(Present(0));
@@ -302,7 +325,10 @@ TEST_F(RunTest, RefusesAWrongCommandLine) {
                   "text"},
              Case{{"--format", "csv"}, "--format: csv not in {jsonl,mot}"},
              Case{{"--on-error", "cry"}, "--on-error: cry not in {stop,skip}"},
-             Case{{"--fps", "0"}, "--fps: Value 0 not in range 0.000001 to 1000000.000000"},
+             Case{{"--fps", "0"}, "--fps: Value 0 not in range 1e-06 to 1000000"},
+             Case{{"--fps", "nan"}, "--fps: Value nan not in range 1e-06 to 1000000"},
+             Case{{"--width", "nan"}, "--width: Value nan not in range 1 to 1000000"},
+             Case{{"--height", "inf"}, "--height: Value inf not in range 1 to 1000000"},
              Case{{"--plugins", "/does/not/exist"},
                   "qel: --plugins: /does/not/exist: cannot be read: No such file or directory"},
              Case{{"--speed"}, "The following argument was not expected: --speed"},

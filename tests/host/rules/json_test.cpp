@@ -95,7 +95,8 @@ TEST(JsonDocumentTest, TellsWhereTheTextIsNoJson) {
     EXPECT_EQ(ErrorOf("[1,\n\n  tru]"), "3:6: syntax error while parsing value - invalid literal");
     EXPECT_EQ(ErrorOf("[\"a"), "1:4: syntax error while parsing value - invalid string: missing closing quote");
     EXPECT_EQ(ErrorOf("[\"\xFF\"]"), "1:3: syntax error while parsing value - invalid string: ill-formed UTF-8 byte");
-    EXPECT_EQ(ErrorOf("[1e999]"), "1:6: number overflow parsing '1e999'");
+    EXPECT_EQ(ErrorOf("[1e999]"), "1:6: a number is too large");
+    EXPECT_EQ(ErrorOf(std::string("[]\0 [", 5)), "1:3: a character that is not text");
     EXPECT_EQ(ErrorOf("[] []"), "1:4: syntax error while parsing value - unexpected '['; expected end of input");
 }
 

@@ -34,6 +34,7 @@ protected:
         for (;;) {
             switch (reader.Next(line)) {
                 case LineReader::Result::End:
+                case LineReader::Result::Stopped:
                     return lines;
                 case LineReader::Result::TooLong:
                     lines.emplace_back("(too long)");
@@ -115,11 +116,11 @@ TEST_F(LineReaderTest, SaysBeforeItMayHaveToWait) {
     EXPECT_EQ(waits, 2);
 }
 
-TEST_F(LineReaderTest, EndsWhenASignalAsksToStop) {
+TEST_F(LineReaderTest, StopsWhenASignalAsksToStop) {
     LineReader reader(Write("one\ntwo\n"), stop);
     std::raise(SIGTERM);
     std::string_view line;
-    EXPECT_EQ(reader.Next(line), LineReader::Result::End);
+    EXPECT_EQ(reader.Next(line), LineReader::Result::Stopped);
 }
 
 TEST_F(LineReaderTest, TellsWhyAFileCannotBeRead) {

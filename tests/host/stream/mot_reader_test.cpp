@@ -46,6 +46,13 @@ TEST(MotReaderTest, TakesFramesAsTheyComeWhenTheyRunBackwards) {
                             "100ms channel 0: 5 ? [0 0 0 0] 1"));
 }
 
+TEST(MotReaderTest, InventsNoFramesBehindOneThatCameBefore) {
+    EXPECT_THAT(Read("1,1,0,0,0,0\n2,2,0,0,0,0\n3,3,0,0,0,0\n2,4,0,0,0,0\n4,5,0,0,0,0\n"),
+                ElementsAre("0ms channel 0: 1 ? [0 0 0 0] 1", "100ms channel 0: 2 ? [0 0 0 0] 1",
+                            "200ms channel 0: 3 ? [0 0 0 0] 1", "100ms channel 0: 4 ? [0 0 0 0] 1",
+                            "300ms channel 0: 5 ? [0 0 0 0] 1"));
+}
+
 TEST(MotReaderTest, TakesNumbersAsProgramsWriteThem) {
     EXPECT_THAT(Read(" 1.00 , 7.00,\t1e1, -20.5 ,30,40.0 , 0.5\r\n\n1,8,0,0,0,0"),
                 ElementsAre("0ms channel 0: 7 ? [0.1 -0.1025 0.3 0.2] 0.5 8 ? [0 0 0 0] 1"));
