@@ -4,6 +4,7 @@
 #include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "foundation/export.hpp"
 #include "foundation/property/context/direction.hpp"
@@ -47,6 +48,12 @@ public:
     /// For the class that publishes the setting, before anybody else sees the schema.
     void SetReference(std::string text) { reference = std::move(text); }
 
+    /// The only texts that the setting takes; empty when it takes any, and for settings that are no texts.
+    std::vector<std::string> const& GetChoices() const { return choices; }
+    /// For the class that publishes the setting, whose setter refuses all other texts, before anybody else sees the
+    /// schema.
+    void SetChoices(std::vector<std::string> texts) { choices = std::move(texts); }
+
     /// The property as it was published; its value is the default. Never null, never bound.
     std::shared_ptr<Property const> const& GetPrototype() const { return prototype; }
 
@@ -75,6 +82,7 @@ private:
 
     std::shared_ptr<Property const> prototype;
     std::string reference;
+    std::vector<std::string> choices;
 };
 
 }  // namespace qel::property

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
 #include "host/command/action.hpp"
@@ -39,6 +40,9 @@ std::string DefaultText(Setting const& setting) {
 }
 
 std::string RangeText(Setting const& setting) {
+    if (auto const& choices = setting.schema.GetChoices(); !choices.empty()) {
+        return fmt::format("{}", fmt::join(choices, "|"));
+    }
     auto const range = RangeOf(setting);
     return range ? fmt::format("{}..{}", PlainText(range->minimum), PlainText(range->maximum)) : "";
 }
@@ -84,6 +88,9 @@ nlohmann::ordered_json ToJson(ObservableType const& type) {
                                     {"minimum", range ? range->minimum : nullptr},
                                     {"maximum", range ? range->maximum : nullptr},
                                     {"description", setting.schema.GetDescription()}});
+        if (auto const& choices = setting.schema.GetChoices(); !choices.empty()) {
+            json["settings"].back()["choices"] = choices;
+        }
     }
     return json;
 }

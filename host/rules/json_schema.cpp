@@ -65,6 +65,9 @@ Json ValueSchema(Setting const& setting) {
     if (Json const standard = DefaultOf(setting); !standard.is_null() && IsFinite(standard)) {
         value["default"] = standard;
     }
+    if (auto const& choices = setting.schema.GetChoices(); !choices.empty()) {
+        value["enum"] = choices;
+    }
     if (auto const range = RangeOf(setting)) {
         if (IsFinite(range->minimum)) {
             value["minimum"] = range->minimum;

@@ -375,6 +375,13 @@ std::shared_ptr<object::Object const> Reader::ReadValue(RuleEntry const& entry, 
         bool const isWhole = value.kind == Kind::Integer && (kind == "integer" || kind == "milliseconds");
         mistakes.Add(entry.reader.PathOf(setting.schema.GetName()), value,
                      {isWhole ? "out of range" : "wrong type", AllowedFor(setting)});
+        return nullptr;
+    }
+    auto const& choices = setting.schema.GetChoices();
+    if (!choices.empty() && std::find(choices.begin(), choices.end(), value.text) == choices.end()) {
+        mistakes.Add(entry.reader.PathOf(setting.schema.GetName()), value,
+                     {"unknown", AllowedFor(setting), Nearest(value.text, choices)});
+        return nullptr;
     }
     return object;
 }

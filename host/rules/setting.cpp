@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
 #include "foundation/object/primitive.hpp"
@@ -97,6 +98,9 @@ std::string AllowedFor(Setting const& setting) {
     }
     if (setting.role == Setting::Role::Zone) {
         return fmt::format("the name or id of a zone with a {}", KindOf(setting));
+    }
+    if (auto const& choices = setting.schema.GetChoices(); !choices.empty()) {
+        return fmt::format("{}", fmt::join(choices, ", "));
     }
     auto const range = RangeOf(setting);
     auto const ends =

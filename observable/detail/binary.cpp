@@ -100,9 +100,7 @@ std::vector<std::shared_ptr<object::Object>> Binary::ProcessPerTarget(meta::Time
     return result;
 }
 
-std::shared_ptr<Event::Texts const> const& Binary::GetTexts() {
-    return texts.Get(owner, eventType, "analytics");
-}
+std::shared_ptr<Event::Texts const> const& Binary::GetTexts() { return texts.Get(owner, eventType, "analytics"); }
 
 InputNames BinaryInputs() {
     static constexpr std::array<std::string_view, 2> names{InputA, InputB};

@@ -66,6 +66,11 @@ std::vector<property::Schema> LineCross::MakeProperties() {
     schemas.emplace_back("direction", Directions[0].name, &LineCross::SetDirection, &LineCross::GetDirection,
                          "The direction that counts, as seen when walking along the line: any, left_to_right or "
                          "right_to_left");
+    std::vector<std::string> names;
+    for (auto const& each : Directions) {
+        names.emplace_back(each.name);
+    }
+    schemas.back().SetChoices(std::move(names));
     return properties::Make(std::move(schemas), true);
 }
 

@@ -35,6 +35,7 @@ std::vector<property::Schema> MakeSourceProperties(meta::data::Zone::Shape shape
                          "The least confidence of the objects that count");
     schemas.emplace_back("anchor", Source::DefaultAnchor, &Host::SetAnchor, &Host::GetAnchor,
                          "The point of an object's box that says where it is: bottom_center, center or top_center");
+    schemas.back().SetChoices(Source::GetAnchors());
     return schemas;
 }
 

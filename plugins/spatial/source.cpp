@@ -58,6 +58,14 @@ void Source::SetClasses(std::string list) {
     classes = std::move(list);
 }
 
+std::vector<std::string> Source::GetAnchors() {
+    std::vector<std::string> names;
+    for (auto const& each : Anchors) {
+        names.emplace_back(each.name);
+    }
+    return names;
+}
+
 void Source::SetAnchor(std::string name) {
     auto const found =
         std::find_if(Anchors.begin(), Anchors.end(), [&](Anchor const& each) { return name == each.name; });

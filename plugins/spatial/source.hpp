@@ -46,6 +46,7 @@ public:
 
     /// "bottom_center", "center" or "top_center"; anything else is a `std::invalid_argument`.
     std::string GetAnchor() const { return anchor; }
+    static std::vector<std::string> GetAnchors();
     void SetAnchor(std::string name);
 
 protected:

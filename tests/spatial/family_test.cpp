@@ -37,6 +37,24 @@ TEST_P(FamilyTest, HasAnInstanceNamedLikeTheTypeThatReadsNoOtherObservable) {
     EXPECT_TRUE(rule->GetInputProperties().empty());
 }
 
+TEST_P(FamilyTest, TakesTheTextsThatASettingOffersAndNoOthers) {
+    auto const rule = MakeRule(GetParam());
+    auto const schemas = SchemasOf(*rule);
+    std::size_t settings = 0;
+    for (auto const& schema : schemas) {
+        auto const property = BindSetting(schemas, rule, schema.GetName());
+        for (auto const& choice : schema.GetChoices()) {
+            property->Set(object::String(choice));
+            EXPECT_EQ(ValueText(*property->GetObject()), "'" + choice + "'");
+        }
+        if (!schema.GetChoices().empty()) {
+            EXPECT_THROW(property->Set(object::String("another")), std::invalid_argument);
+            ++settings;
+        }
+    }
+    EXPECT_EQ(settings, rule->GetName() == "LineCross" ? 2u : 1u) << "anchor, and direction";
+}
+
 TEST_P(FamilyTest, KeepsEachSettingApart) {
     auto const rule = MakeRule(GetParam());
     auto const schemas = SchemasOf(*rule);

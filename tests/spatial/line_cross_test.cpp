@@ -438,6 +438,7 @@ TEST(LineCrossTest, PublishesItsSettings) {
         "direction: qel.property.String = 'any'. . The direction that counts, as seen when walking along the line: "
         "any, left_to_right or right_to_left");
     EXPECT_EQ(schemas.front().GetReference(), "zone.line");
+    EXPECT_THAT(schemas[5].GetChoices(), ElementsAre("any", "left_to_right", "right_to_left"));
 }
 
 }  // namespace

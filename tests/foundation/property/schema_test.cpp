@@ -51,6 +51,16 @@ TYPED_TEST(SchemaTest, TellsWhatThereIsToSet) {
     EXPECT_EQ(prototype.GetObject()->template As<ObjectOf<TypeParam>>().Get(), this->second);
 }
 
+TYPED_TEST(SchemaTest, TellsWhatItsValueNamesAndWhichTextsThereAre) {
+    EXPECT_EQ(this->schema.GetReference(), "");
+    EXPECT_TRUE(this->schema.GetChoices().empty());
+    auto schema = this->schema;
+    schema.SetReference("zone.line");
+    schema.SetChoices({"one", "two"});
+    EXPECT_EQ(schema.GetReference(), "zone.line");
+    EXPECT_EQ(schema.GetChoices(), (std::vector<std::string>{"one", "two"}));
+}
+
 TYPED_TEST(SchemaTest, MakesPropertiesOfTheirOwn) {
     auto const one = this->schema.MakeProperty();
     auto const other = this->schema.MakeProperty();

@@ -41,6 +41,10 @@ TEST(TypesTest, ListOneTypeWithItsSettings) {
             "actions and other observables"));
 }
 
+TEST(TypesTest, ListTheTextsThatASettingTakes) {
+    EXPECT_THAT(RunQel({"types", "qel.observable.spatial.Presence"}).out, HasSubstr("bottom_center|center|top_center"));
+}
+
 TEST(TypesTest, ListAllTypes) {
     auto const lines = RunQel({"types"}).OutLines();
     for (auto const* const name : {"qel.observable.And", "qel.observable.Not", "qel.observable.Or",
@@ -59,6 +63,7 @@ TEST(TypesTest, AreJsonForPrograms) {
     auto const& settings = json[0]["settings"];
     EXPECT_EQ(settings.back()["name"], "triggers_action");
     EXPECT_EQ(settings.back()["default"], true);
+    EXPECT_EQ(settings[5]["choices"], nlohmann::json::parse(R"(["any", "left_to_right", "right_to_left"])"));
     EXPECT_GE(nlohmann::json::parse(RunQel({"types", "--json"}).out).size(), 5u);
 }
 

@@ -132,6 +132,9 @@ TEST_F(JsonSchemaTest, HasEverySettingWithTypeRangeDefaultAndDescription) {
         },
         "required": ["zone"],
         "additionalProperties": false})"));
+    EXPECT_EQ(SchemaOf(types, "qel.tests.Tripwire")["properties"]["way"],
+              Json::parse(R"({"description": "The way that counts: both, inward, outward", "type": "string",
+                              "default": "both", "enum": ["both", "inward", "outward"]})"));
     auto const input = SchemaOf(types, "qel.observable.Not")["properties"]["input"];
     EXPECT_EQ(input, Json::parse(R"({"description": "The source of input events: the name of a rule",
                                      "type": "string", "minLength": 1})"));

@@ -401,6 +401,18 @@ TEST_F(RuleFileTest, TellsOfCyclesOnce) {
                             "r:5:70: rules[3].inputb: \"d\": closes a cycle: d -> d" + allowed));
 }
 
+TEST_F(RuleFileTest, TellsTheOnlyTextsThatASettingTakes) {
+    auto const mistakes = [&](char const* way) {
+        return RuleMistakes(fmt::format(R"({{"name": "x", "type": "qel.tests.Tripwire", "wire": 2, "way": {}}})", way));
+    };
+    EXPECT_THAT(mistakes("\"outward\""), IsEmpty());
+    EXPECT_THAT(mistakes("\"inwards\""),
+                ElementsAre("r:2:63: rules[2].way: \"inwards\": unknown; allowed: both, inward, "
+                            "outward; did you mean \"inward\"?"));
+    EXPECT_THAT(mistakes("\"\""), ElementsAre("r:2:63: rules[2].way: \"\": unknown; allowed: both, inward, outward"));
+    EXPECT_THAT(mistakes("1"), ElementsAre("r:2:63: rules[2].way: 1: wrong type; allowed: both, inward, outward"));
+}
+
 TEST_F(RuleFileTest, DoesNotTakeTwoWaysToOneRuleForACycle) {
     EXPECT_THAT(Mistakes(R"({"rules": [{"name": "a", "type": "qel.observable.And", "inputa": "b", "inputb": "c"},
                                        {"name": "b", "type": "qel.observable.Not", "input": "d"},

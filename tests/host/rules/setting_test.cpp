@@ -53,6 +53,7 @@ TEST_F(SettingTest, SaysWhatIsAllowed) {
     EXPECT_EQ(AllowedFor(Get("hold")), "a whole number of milliseconds from -10 to 1000");
     EXPECT_EQ(AllowedFor(Get("zone")), "the name or id of a zone with a polygon");
     EXPECT_EQ(AllowedFor(*types.Find("qel.tests.Tripwire")->Find("wire")), "the name or id of a zone with a line");
+    EXPECT_EQ(AllowedFor(*types.Find("qel.tests.Tripwire")->Find("way")), "both, inward, outward");
     EXPECT_EQ(AllowedFor(*types.Find("qel.observable.Not")->Find("input")), "the name of a rule");
 }
 

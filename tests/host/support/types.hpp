@@ -121,16 +121,21 @@ public:
 
     std::uint32_t GetWire() const { return wire; }
     void SetWire(std::uint32_t value) { wire = value; }
+    std::string GetWay() const { return way; }
+    void SetWay(std::string value) { way = std::move(value); }
 
     static std::vector<property::Schema> MakeProperties() {
         std::vector<property::Schema> schemas;
         schemas.emplace_back("wire", observable::UnsetId, &Tripwire::SetWire, &Tripwire::GetWire, "Its line");
         schemas.back().SetReference("zone.line");
+        schemas.emplace_back("way", "both", &Tripwire::SetWay, &Tripwire::GetWay, "The way that counts");
+        schemas.back().SetChoices({"both", "inward", "outward"});
         return observable::properties::Make(std::move(schemas), true);
     }
 
 private:
     std::uint32_t wire = observable::UnsetId;
+    std::string way = "both";
 };
 
 /// A type whose instances throw in the frame that has an object with the id 13.
