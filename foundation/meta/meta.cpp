@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <utility>
-#include <vector>
 
 namespace qel::meta {
 
@@ -67,23 +66,31 @@ void Meta::Append(std::shared_ptr<object::Object> item) const {
 void Meta::RemoveIf(std::function<bool(std::shared_ptr<object::Object> const&)> const& predicate) const {
     auto const held = GetLock();
     std::size_t const count = Count();
-    std::vector<bool> goes(count);
-    bool any = false;
-    for (std::size_t position = 0; position < count; ++position) {
-        goes[position] = predicate(contents->At(position));
-        any = any || goes[position];
+    detail::Positions gone;
+    for (std::size_t position = 0; position < count;) {
+        auto const run = contents->RunFrom(position);
+        for (auto const& item : run.first(std::min(run.size(), count - position))) {
+            if (predicate(item)) {
+                gone.push_back(position);
+            }
+            ++position;
+        }
     }
-    if (!any) {
+    if (gone.empty()) {
         return;
     }
     if (contents->inheritedCount == 0 && IsUnshared(contents)) {
-        ownCount = contents->own.Compact(ownCount, goes);
+        contents->own.Remove(ownCount, gone);
+        ownCount -= gone.size();
         return;
     }
     auto rest = std::make_shared<detail::Contents>();
     std::size_t kept = 0;
+    auto next = gone.begin();
     for (std::size_t position = 0; position < count; ++position) {
-        if (!goes[position]) {
+        if (next != gone.end() && *next == position) {
+            ++next;
+        } else {
             rest->own.Append(kept++, contents->At(position));
         }
     }

@@ -29,25 +29,24 @@ void Chunk::Append(std::size_t count, std::shared_ptr<object::Object> item) {
     block[place.offset] = std::move(item);
 }
 
-std::size_t Chunk::Compact(std::size_t count, std::vector<bool> const& goes) noexcept {
+void Chunk::Remove(std::size_t count, Positions const& gone) noexcept {
     auto const at = [this](std::size_t position) -> std::shared_ptr<object::Object>& {
         auto const place = PlaceOf(position);
         return blocks[place.block][place.offset];
     };
     index.Clear();
-    std::size_t kept = 0;
-    for (std::size_t position = 0; position < count; ++position) {
-        if (!goes[position]) {
-            if (kept != position) {
-                at(kept) = std::move(at(position));
-            }
-            ++kept;
+    std::size_t kept = gone.front();
+    auto next = gone.begin();
+    for (std::size_t position = kept; position < count; ++position) {
+        if (next != gone.end() && *next == position) {
+            ++next;
+        } else {
+            at(kept++) = std::move(at(position));
         }
     }
     for (std::size_t position = kept; position < count; ++position) {
         at(position).reset();
     }
-    return kept;
 }
 
 void Chunk::FindEvents(unsigned int observable, std::size_t count, FoundEvents& found) const {

@@ -21,6 +21,8 @@ namespace qel::meta::detail {
 /// Events found by a look-up; most look-ups find a few.
 using FoundEvents = boost::container::small_vector<data::Event const*, 12>;
 
+using Positions = boost::container::small_vector<std::size_t, 32>;
+
 /// What look-ups cost, apart from time.
 struct LookUpCounts {
     std::size_t asked = 0;  // how many there were
@@ -55,9 +57,9 @@ public:
     /// Puts the item behind `count` others. Only the frame that owns the list calls this.
     void Append(std::size_t count, std::shared_ptr<object::Object> item);
 
-    /// Keeps the items for which `goes` is false, of `count`, and returns how many stay. Only for an owner that shares
-    /// the list with nobody.
-    std::size_t Compact(std::size_t count, std::vector<bool> const& goes) noexcept;
+    /// Takes the items at these ascending positions, one at least, out of the `count` that there are. Only for an owner
+    /// that shares the list with nobody.
+    void Remove(std::size_t count, Positions const& gone) noexcept;
 
     /// Appends to `found` the events among the first `count` items that name the observable, in order and once for each
     /// record that does.

@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t LeastSlots = 16;
+    static constexpr std::size_t LeastSlots = 32;
 
     struct Slot {
         std::uint32_t id = 0;
