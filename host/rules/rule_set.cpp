@@ -48,7 +48,8 @@ RuleSet::RuleSet(RuleFile const& file, std::uint16_t channel) : file(file) {
     auto const isHere = [&](auto const& each) { return !each.channel || *each.channel == channel; };
     for (auto const& each : file.zones) {
         if (isHere(each)) {
-            zones.push_back(each.zone);
+            zones.push_back(
+                std::make_shared<meta::data::Zone>(*each.zone));
         }
     }
     Instances instances(file.rules.size());

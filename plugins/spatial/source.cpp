@@ -27,14 +27,16 @@ std::string_view WithoutBlanks(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-/// The item as the frame shares it. Items never change, so events need no copies of their own; unless the item is a
-/// part of something else, which is what the frame shares then.
+/// The item of a frame as what it is, if it is one of these.
 template <class T>
-std::shared_ptr<T const> Share(T const& item) {
-    if (auto shared = item.weak_from_this().lock()) {
-        return std::static_pointer_cast<T const>(std::move(shared));
-    }
-    return std::static_pointer_cast<T const>(item.Clone());
+T const* As(std::shared_ptr<object::Object> const& item) {
+    return item && item->Is<T>() ? static_cast<T const*>(item.get()) : nullptr;
+}
+
+/// The frame's own pointer to an item: items never change, so events need no copies.
+template <class T>
+std::shared_ptr<T const> Share(std::shared_ptr<object::Object> const& item) {
+    return std::static_pointer_cast<T const>(item);
 }
 
 }  // namespace
@@ -80,9 +82,10 @@ std::shared_ptr<meta::data::Zone const> Source::FindZone(meta::Meta const& frame
     if (zone == UnsetId) {
         return nullptr;
     }
-    for (auto const& each : meta::ItemsOf<meta::data::Zone>(frame)) {
-        if (each.GetId() == zone && each.GetShape() == shape) {
-            return Share(each);
+    for (auto at = frame.Begin(); at != frame.End(); ++at) {
+        auto const* const each = As<meta::data::Zone>(*at);
+        if (each != nullptr && each->GetId() == zone && each->GetShape() == shape) {
+            return Share<meta::data::Zone>(*at);
         }
     }
     return nullptr;
@@ -90,15 +93,20 @@ std::shared_ptr<meta::data::Zone const> Source::FindZone(meta::Meta const& frame
 
 std::vector<Sighting> Source::FindObjects(meta::Meta const& frame) const {
     std::vector<Sighting> sightings;
-    for (auto const& object : meta::ItemsOf<meta::data::Object>(frame)) {
-        Point const place = AnchorOf(object.GetBox());
-        if (Counts(object) && std::isfinite(place.x) && std::isfinite(place.y)) {
-            sightings.push_back({Share(object), place});
+    for (auto at = frame.Begin(); at != frame.End(); ++at) {
+        auto const* const object = As<meta::data::Object>(*at);
+        if (object == nullptr || !Counts(*object)) {
+            continue;
+        }
+        if (Point const place = AnchorOf(object->GetBox()); std::isfinite(place.x) && std::isfinite(place.y)) {
+            sightings.push_back({Share<meta::data::Object>(*at), place});
         }
     }
     auto const id = [](Sighting const& each) { return each.object->GetId(); };
-    std::stable_sort(sightings.begin(), sightings.end(),
-                     [&](Sighting const& left, Sighting const& right) { return id(left) < id(right); });
+    auto const isBefore = [&](Sighting const& left, Sighting const& right) { return id(left) < id(right); };
+    if (!std::is_sorted(sightings.begin(), sightings.end(), isBefore)) {  // as trackers mostly give them
+        std::stable_sort(sightings.begin(), sightings.end(), isBefore);
+    }
     sightings.erase(std::unique(sightings.begin(), sightings.end(),
                                 [&](Sighting const& left, Sighting const& right) { return id(left) == id(right); }),
                     sightings.end());
