@@ -145,5 +145,48 @@ TEST(ScaleTest, SilentRulesTakeNoMemory) {
     }
 }
 
+// ---- What an event takes --------------------------------------------------------------------------------------------
+
+std::unique_ptr<Meta> FrameWith(unsigned int persons, std::int64_t milliseconds) {
+    auto const now = At(milliseconds);
+    auto frame = std::make_unique<Meta>(now);
+    for (unsigned int person = 0; person < persons; ++person) {
+        for (unsigned int const input : {A, B}) {
+            frame->Append(tests::MakeEvent(now, now, {tests::Record(input), tests::Person(person), tests::Zone(1)}));
+        }
+    }
+    frame->FindEvents(A);  // makes the index
+    return frame;
+}
+
+// What a rule takes for a frame, when it has seen such frames before.
+template <class Rule>
+std::size_t AllocationsFor(Rule& rule, unsigned int persons) {
+    std::size_t allocations = 0;
+    for (std::int64_t number = 0; number < 5; ++number) {
+        auto const frame = FrameWith(persons, number * 40);
+        allocations = tests::AllocationsOf([&] { rule.Generate(*frame); });
+    }
+    return allocations;
+}
+
+TEST(ScaleTest, AnEventIsOneAllocationWithItsCopiesAndOneForItsListWhateverItHolds) {
+    // One more is the vector that a rule returns.
+    for (unsigned int const persons : {1u, 10u, 200u}) {
+        SCOPED_TRACE(persons);
+        And both("both", 0, A, B, true);
+        EXPECT_EQ(AllocationsFor(both, persons), 2 * persons + 1);
+        Or either("either", 0, A, B);
+        EXPECT_EQ(AllocationsFor(either, persons), 3u);
+        Previous before("before", 0, B, milliseconds(100));
+        EXPECT_EQ(AllocationsFor(before, persons), 3u);
+        before.SetConstrainTarget(true);
+        EXPECT_EQ(AllocationsFor(before, persons), 2 * persons + 1);
+    }
+    Not never("never", 0, C);
+    EXPECT_EQ(AllocationsFor(never, 5), 3u);
+    EXPECT_EQ(AllocationsFor(*std::make_unique<Not>("silent", 0, A), 5), 0u);
+}
+
 }  // namespace
 }  // namespace qel::observable
