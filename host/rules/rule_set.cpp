@@ -48,8 +48,8 @@ RuleSet::RuleSet(RuleFile const& file, std::uint16_t channel) : file(file) {
     auto const isHere = [&](auto const& each) { return !each.channel || *each.channel == channel; };
     for (auto const& each : file.zones) {
         if (isHere(each)) {
-            zones.push_back(
-                std::make_shared<meta::data::Zone>(*each.zone));
+            // Of its own: threads that share one would fight over the count of who holds it.
+            zones.push_back(std::make_shared<meta::data::Zone>(*each.zone));
         }
     }
     Instances instances(file.rules.size());
