@@ -51,6 +51,7 @@ struct Options {
     std::string format;
     std::string output = "-";
     std::string outputFormat = "auto";
+    bool resume = false;
     bool updates = false;
     std::string onError = "stop";
     std::optional<double> framesPerSecond;
@@ -118,6 +119,9 @@ void Check(Options const& options) {
     if (options.rules == "-" && options.input == "-") {
         throw CommandLineError("--rules and --input cannot both be standard input");
     }
+    if (options.resume && (options.output == "-" || options.input == "-")) {
+        throw CommandLineError("--resume needs --input and --output with files, which it reads again");
+    }
     if (IsSameFile(options.output, options.rules) || IsSameFile(options.output, options.input)) {
         throw CommandLineError(fmt::format("--output: {}: is read, too, and would be lost", options.output));
     }
@@ -132,7 +136,7 @@ public:
           stop(stop),
           lines(options.input, stop),
           reader(MakeReader(options, lines)),
-          output(options.output),
+          output(options.output, options.resume ? Output::Existing::Continue : Output::Existing::Replace),
           writer(MakeWriter(options.outputFormat, output)),
           log(*writer, options.updates),
           evaluation(rules, log),
@@ -175,8 +179,11 @@ private:
 
 int Run::Perform() {
     bool const complete = ReadAll();
-    log.CloseAll();
-    Deliver();
+    if (stop.GetCaught() == 0 || !output.IsCatchingUp()) {  // what an earlier run has left stays as it is
+        log.CloseAll();
+        Deliver();
+        output.Finish();
+    }
     Summarise();
     if (int const signal = stop.GetCaught()) {
         return BySignal + signal;
@@ -333,6 +340,9 @@ void AddRun(CLI::App& program, Action& action) {
                      "jsonl, table, or auto: a table on a terminal, otherwise jsonl")
         ->check(CLI::IsMember({"auto", "jsonl", "table"}))
         ->capture_default_str();
+    command->add_flag("--resume", options->resume,
+                      "Go on where a run that was killed has stopped writing to the output, given the same rules and "
+                      "the same input, which is read again from its start");
     command->add_flag("--updates", options->updates, "Also tell in every frame which events go on");
     command->add_option("--on-error", options->onError, "What to do about a line that cannot be read: stop or skip")
         ->check(CLI::IsMember({"stop", "skip"}))

@@ -161,6 +161,12 @@ void Program::CloseOutput() { Close(output); }
 
 void Program::Signal(int signal) { kill(process, signal); }
 
+bool Program::IsRunning() const {
+    siginfo_t ended{};
+    waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOHANG | WNOWAIT);
+    return ended.si_pid == 0;
+}
+
 Outcome Program::Finish(std::string const& rest) {
     Outcome outcome{0, std::exchange(read, {}), {}};
     std::string_view left = rest;

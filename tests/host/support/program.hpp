@@ -43,6 +43,7 @@ public:
     void CloseOutput();
 
     void Signal(int signal);
+    bool IsRunning() const;
 
     /// Writes the rest of standard input, closes it, and reads what is left.
     Outcome Finish(std::string const& rest = "");

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <csignal>
+#include <fstream>
+#include <functional>
 #include <string>
 
 #include "host/system/read_file.hpp"
@@ -100,6 +102,84 @@ TEST(OutputTest, WaitsForRoomInAPipeThatDoesNotBlock) {
     waitpid(program, &status, 0);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(read, text.size());
+}
+
+class ContinuedOutputTest : public testing::Test {
+protected:
+    void Write(std::string const& text) { std::ofstream(path, std::ios::binary) << text; }
+    std::string Read() { return ReadWholeFile(path); }
+
+    static std::string ErrorOf(std::function<void()> const& call) {
+        try {
+            call();
+            return "none";
+        } catch (CannotWrite const& error) {
+            return error.what();
+        }
+    }
+
+    tests::TemporaryDirectory const directory;
+    std::string const path = (directory / "out").string();
+};
+
+TEST_F(ContinuedOutputTest, CutsATornLineAndAddsWhatIsMissing) {
+    Write("one\ntwo\nthr");
+    Output output(path, Output::Existing::Continue);
+    EXPECT_EQ(Read(), "one\ntwo\n");
+    EXPECT_TRUE(output.IsCatchingUp());
+    output.Write("one\ntw");
+    output.Flush();
+    EXPECT_TRUE(output.IsCatchingUp());
+    EXPECT_EQ(Read(), "one\ntwo\n");
+    output.Write("o\nthree\n");
+    output.Flush();
+    EXPECT_FALSE(output.IsCatchingUp());
+    EXPECT_EQ(Read(), "one\ntwo\nthree\n");
+    output.Write("four\n");
+    output.Finish();
+    EXPECT_EQ(Read(), "one\ntwo\nthree\nfour\n");
+}
+
+TEST_F(ContinuedOutputTest, BeginsAFileThatIsNotThereOrHasNoWholeLine) {
+    for (auto const* const start : {"", "torn"}) {
+        if (*start != '\0') {
+            Write(start);
+        }
+        Output output(path, Output::Existing::Continue);
+        EXPECT_FALSE(output.IsCatchingUp());
+        output.Write("one\n");
+        output.Finish();
+        EXPECT_EQ(Read(), "one\n");
+    }
+}
+
+TEST_F(ContinuedOutputTest, FindsTheEndOfTheLastLineHoweverLongTheTornOneIs) {
+    std::string const line = std::string(100'000, 'x') + "\n";
+    Write(line + line + std::string(300'000, 'y'));
+    Output output(path, Output::Existing::Continue);
+    EXPECT_EQ(Read(), line + line);
+}
+
+TEST_F(ContinuedOutputTest, RefusesAFileOfAnotherRunAndLeavesIt) {
+    Write("one\ntwo\n");
+    EXPECT_EQ(ErrorOf([&] {
+                  Output output(path, Output::Existing::Continue);
+                  output.Write("one\ntoo\nthree\n");
+                  output.Flush();
+              }),
+              path + ":2: not what this run writes there; the file is of another");
+    EXPECT_EQ(ErrorOf([&] {
+                  Output output(path, Output::Existing::Continue);
+                  output.Write("one\n");
+                  output.Finish();
+              }),
+              path + ":2: this run ends before it; the file is of another");
+    EXPECT_EQ(Read(), "one\ntwo\n");
+}
+
+TEST_F(ContinuedOutputTest, ContinuesRegularFilesOnly) {
+    EXPECT_EQ(ErrorOf([] { Output const output("/dev/null", Output::Existing::Continue); }),
+              "/dev/null: cannot be continued: not a regular file");
 }
 
 TEST(OutputTest, TellsApartThatNobodyReadsAnyMore) {
