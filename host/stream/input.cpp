@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 #include <fmt/format.h>
 
@@ -24,7 +23,7 @@ std::optional<std::size_t> Input::Read(char* to, std::size_t size) {
     for (;;) {
         if (compression == Compression::None) {
             if (left.empty()) {
-                return ReadFile(to, size);
+                return atEnd ? 0 : ReadFile(to, size);
             }
             std::size_t const count = left.copy(to, size);
             left.remove_prefix(count);
@@ -85,7 +84,7 @@ std::optional<std::size_t> Input::ReadFile(char* to, std::size_t size) {
 
 /// False when a signal asks to stop.
 bool Input::ReadMoreToDecompress() {
-    std::memmove(piece.data(), left.data(), left.size());
+    std::copy(left.begin(), left.end(), piece.begin());
     auto const count = ReadFile(piece.data() + left.size(), piece.size() - left.size());
     if (!count) {
         return false;

@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include <cerrno>
+#include <initializer_list>
 
 namespace qel::host {
 
@@ -12,8 +13,13 @@ volatile std::sig_atomic_t caught = 0;
 
 extern "C" void RememberSignal(int signal) {
     caught = signal;
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
+    for (int const each : {SIGINT, SIGTERM}) {
+        struct sigaction current {};
+        sigaction(each, nullptr, &current);
+        if (current.sa_handler == RememberSignal) {
+            std::signal(each, SIG_DFL);
+        }
+    }
 }
 
 /// What a script has told its programs to ignore stays ignored.

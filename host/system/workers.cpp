@@ -5,10 +5,15 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <exception>
 #include <latch>
+#include <new>
+#include <thread>
+#include <vector>
 
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/thread_pool.hpp>
 
 namespace qel::host {
 
@@ -34,10 +39,28 @@ private:
 
 class Workers::Pool {
 public:
-    explicit Pool(std::size_t size) : size(size), threads(size) {}
+    explicit Pool(std::size_t size) {
+        threads.reserve(size);
+        try {
+            while (threads.size() < size) {
+                threads.emplace_back([this] { tasks.run(); });
+            }
+        } catch (std::exception const&) {
+            // The system gives no more.
+        }
+    }
+    Pool(Pool const&) = delete;
+    Pool& operator=(Pool const&) = delete;
+    ~Pool() {
+        tasks.stop();
+        for (auto& thread : threads) {
+            thread.join();
+        }
+    }
 
-    std::size_t const size;
-    boost::asio::thread_pool threads;
+    boost::asio::io_context tasks;
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> const open{tasks.get_executor()};
+    std::vector<std::thread> threads;
 };
 
 Workers::Workers(std::size_t count) {
@@ -56,13 +79,18 @@ void Workers::ForEach(std::size_t count, std::function<void(std::size_t)> const&
             work(at);
         }
     };
-    std::size_t const helpers = pool && count > 0 ? std::min(pool->size, count - 1) : 0;
+    std::size_t const helpers = pool && count > 0 ? std::min(pool->threads.size(), count - 1) : 0;
     std::latch done(static_cast<std::ptrdiff_t>(helpers));
     for (std::size_t helper = 0; helper < helpers; ++helper) {
-        boost::asio::post(pool->threads, [&] {
-            takePart();
-            done.count_down();
-        });
+        try {
+            boost::asio::post(pool->tasks, [&] {
+                takePart();
+                done.count_down();
+            });
+        } catch (std::bad_alloc const&) {  // those that have been asked do it all
+            done.count_down(static_cast<std::ptrdiff_t>(helpers - helper));
+            break;
+        }
     }
     takePart();
     done.wait();

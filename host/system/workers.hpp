@@ -9,8 +9,8 @@ namespace qel::host {
 /// Threads that do a list of things together with the thread that asks them to.
 class Workers {
 public:
-    /// So many threads, the asking one counted in: 1 starts none. The others take no signals. Throws
-    /// `std::system_error` when they cannot be started.
+    /// So many threads, the asking one counted in: 1 starts none. Fewer when the system gives no more. The others take
+    /// no signals.
     explicit Workers(std::size_t count);
     Workers(Workers const&) = delete;
     Workers& operator=(Workers const&) = delete;

@@ -70,6 +70,9 @@ TEST(StopSignalsTest, LeaveIgnoredWhatWasIgnored) {
                 StopSignals const stop;
                 std::raise(SIGINT);
                 EXPECT_EQ(stop.GetCaught(), 0);
+                std::raise(SIGTERM);
+                std::raise(SIGINT);
+                EXPECT_EQ(stop.GetCaught(), SIGTERM);
             }
             std::raise(SIGINT);
             std::exit(testing::Test::HasFailure() ? 1 : 0);
