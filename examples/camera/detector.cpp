@@ -5,6 +5,8 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include "examples/camera/blocked_stop_signals.hpp"
+
 namespace qel::camera {
 
 namespace {
@@ -40,11 +42,13 @@ Detector::Detector(Settings const& settings, cv::Size picture)
       gap(MakeBrush(picture.height * 0.009, picture.height * 0.02)) {}
 
 void Detector::Learn(cv::Mat const& picture) {
+    BlockedStopSignals const blocked;
     ++learnt;
     background->apply(picture, foreground, 1.0 / learnt);
 }
 
 std::vector<cv::Rect2d> Detector::Detect(cv::Mat const& picture) {
+    BlockedStopSignals const blocked;
     ++learnt;
     background->apply(picture, foreground, std::max(learningRate, 1.0 / learnt));
     cv::threshold(foreground, foreground, Foreground - 1, Foreground, cv::THRESH_BINARY);

@@ -7,7 +7,7 @@
 
 namespace qel::camera {
 
-/// Finds what moves before a background that stands still.
+/// Finds what moves before a background that stands still. SIGINT and SIGTERM do not come to the threads that help it.
 class Detector {
 public:
     enum class Method { Mog2, Knn };

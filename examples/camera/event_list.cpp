@@ -36,7 +36,7 @@ RecordedEvent Start(nlohmann::json const& line) {
 
 }  // namespace
 
-std::vector<RecordedEvent> ReadEvents(std::string const& path, host::StopSignals const& stop) {
+std::vector<RecordedEvent> ReadEvents(std::string const& path, std::uint16_t channel, host::StopSignals const& stop) {
     host::LineReader lines(path, stop);
     std::vector<RecordedEvent> events;
     std::map<std::uint64_t, std::size_t> places;  // by the number of the event
@@ -46,6 +46,9 @@ std::vector<RecordedEvent> ReadEvents(std::string const& path, host::StopSignals
          result = lines.Next(text)) {
         try {
             auto const line = nlohmann::json::parse(text);
+            if (line.at("channel").get<std::int64_t>() != channel) {
+                continue;
+            }
             auto const number = line.at("event").get<std::uint64_t>();
             auto const phase = line.at("phase").get<std::string>();
             if (phase == "start") {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <set>
 #include <string>
 #include <vector>
@@ -18,7 +19,8 @@ struct RecordedEvent {
     meta::Timestamp last;
 };
 
-/// The events of a file of JSON lines, in the order of the file. Throws `host::Failure` when the file cannot be read.
-std::vector<RecordedEvent> ReadEvents(std::string const& path, host::StopSignals const& stop);
+/// The events of this channel in a file of JSON lines, in the order of the file. Throws `host::Failure` when the file
+/// cannot be read, `host::Interrupted` when a signal is caught while it is opened.
+std::vector<RecordedEvent> ReadEvents(std::string const& path, std::uint16_t channel, host::StopSignals const& stop);
 
 }  // namespace qel::camera

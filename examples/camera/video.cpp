@@ -1,13 +1,13 @@
 #include "examples/camera/video.hpp"
 
-#include <algorithm>
-#include <cctype>
 #include <charconv>
-#include <cmath>
 #include <filesystem>
+#include <future>
+#include <system_error>
 
 #include <fmt/format.h>
 
+#include "examples/camera/blocked_stop_signals.hpp"
 #include "host/failure.hpp"
 
 namespace qel::camera {
@@ -29,15 +29,27 @@ Video::Video(std::string const& name) : name(name), isLive(CameraNumber(name) ||
     if (!isLive && !std::filesystem::exists(name)) {
         throw host::Failure(fmt::format("{}: no such file", name));
     }
-    auto const camera = CameraNumber(name);
-    if (!(camera ? capture.open(*camera) : capture.open(name))) {
+    if (!Open()) {
         throw host::Failure(fmt::format("{}: cannot be opened as a video", name));
     }
 }
 
+/// In a thread of its own, whose threads are then without the signals, too: it may wait long for an address, and this
+/// one is still to be stopped.
+bool Video::Open() {
+    std::future<bool> opening;
+    {
+        BlockedStopSignals const blocked;
+        opening = std::async(std::launch::async, [this, camera = CameraNumber(name)] {
+            return camera ? capture.open(*camera) : capture.open(name);
+        });
+    }
+    return opening.get();
+}
+
 std::optional<double> Video::GetRate() const {
     double const rate = capture.get(cv::CAP_PROP_FPS);
-    return std::isfinite(rate) && rate > 0 ? std::optional(rate) : std::nullopt;
+    return rate >= LowestRate && rate <= HighestRate ? std::optional(rate) : std::nullopt;
 }
 
 int Video::CountPictures() const {
@@ -47,10 +59,14 @@ int Video::CountPictures() const {
 
 bool Video::Next(cv::Mat& picture) {
     if (capture.read(picture) && !picture.empty()) {
+        isEmpty = false;
         return true;
     }
     if (isLive) {
         throw host::Failure(fmt::format("{}: no more pictures come", name));
+    }
+    if (isEmpty) {
+        throw host::Failure(fmt::format("{}: no pictures", name));
     }
     return false;
 }
