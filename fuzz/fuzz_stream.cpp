@@ -1,5 +1,5 @@
-// Any bytes are a stream: frames, and lines that cannot be read, each of which is told in one line. The first byte says
-// in which format.
+// Any bytes are a stream: frames, and lines that cannot be read, each of which is told in one line, and perhaps
+// compressed data that is broken, which is the end. The first byte says in which format.
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -10,7 +10,9 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <string_view>
 
+#include "host/failure.hpp"
 #include "host/rules/mistake.hpp"
 #include "host/stream/jsonl_reader.hpp"
 #include "host/stream/line_reader.hpp"
@@ -61,6 +63,12 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
             if (!reader->Next(frame)) {
                 return 0;
             }
+        } catch (Failure const& failure) {
+            if (std::string_view(failure.what()).find(": cannot be read") == std::string_view::npos) {
+                std::cerr << "message: " << failure.what() << '\n';
+                std::abort();
+            }
+            return 0;
         } catch (UnreadableLine const& line) {
             std::string const told = Describe(line.mistake);
             if (line.mistake.line == 0 || line.mistake.problem.empty() || told.find('\n') != std::string::npos) {
