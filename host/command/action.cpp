@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include "host/failure.hpp"
+#include "host/stream/timestamp.hpp"
+
 namespace qel::host {
 
 namespace {
@@ -35,6 +38,14 @@ std::unique_ptr<CLI::App> MakeProgram(Action& action) {
 
 void AddPluginsOption(CLI::App& command, std::string& directory) {
     command.add_option("--plugins", directory, "Load plug-ins from this directory too")->type_name("DIR");
+}
+
+meta::Timestamp ParseStart(std::string const& text) {
+    if (auto const time = ParseTimeOrNanoseconds(text)) {
+        return *time;
+    }
+    throw CommandLineError(fmt::format(
+        "--start: {}: not a time; allowed: nanoseconds since 1970 as a whole number, or an RFC 3339 text", text));
 }
 
 CLI::Validator InRange(double lowest, double highest) {

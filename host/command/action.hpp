@@ -6,6 +6,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "foundation/meta/timestamp.hpp"
+
 namespace qel::host {
 
 /// What the command line asks for; returns the exit code.
@@ -24,6 +26,10 @@ std::unique_ptr<CLI::App> MakeProgram(Action& action);
 
 /// Adds the option that every command has.
 void AddPluginsOption(CLI::App& command, std::string& directory);
+
+/// The time that the option --start gives, as nanoseconds since 1970 or an RFC 3339 text. Throws `CommandLineError` for
+/// another text.
+meta::Timestamp ParseStart(std::string const& text);
 
 /// Allows numbers from the lowest to the highest; unlike `CLI::Range` it refuses "nan".
 CLI::Validator InRange(double lowest, double highest);

@@ -29,7 +29,6 @@
 #include "host/stream/jsonl_reader.hpp"
 #include "host/stream/line_reader.hpp"
 #include "host/stream/mot_reader.hpp"
-#include "host/stream/timestamp.hpp"
 #include "host/system/output.hpp"
 #include "host/system/standard_error.hpp"
 #include "host/system/stop_signals.hpp"
@@ -57,7 +56,7 @@ struct Options {
     std::optional<double> framesPerSecond;
     std::optional<double> width;
     std::optional<double> height;
-    std::string start;
+    std::string start = "0";
     std::string plugins;
     std::size_t jobs = std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, MostJobs);
 };
@@ -83,23 +82,11 @@ std::string FormatOf(Options const& options) {
         "--input: {}: the file's ending does not tell its format: give --format jsonl or mot", options.input));
 }
 
-meta::Timestamp StartOf(Options const& options) {
-    if (options.start.empty()) {
-        return {};
-    }
-    if (auto const time = ParseTimeOrNanoseconds(options.start)) {
-        return *time;
-    }
-    throw CommandLineError(
-        fmt::format("--start: {}: not a time; allowed: nanoseconds since 1970 as a whole number, or an RFC 3339 text",
-                    options.start));
-}
-
 std::unique_ptr<FrameReader> MakeReader(Options const& options, LineReader& lines) {
     if (FormatOf(options) == "jsonl") {
         return std::make_unique<JsonlReader>(lines);
     }
-    return std::make_unique<MotReader>(lines, FrameClock(StartOf(options), *options.framesPerSecond),
+    return std::make_unique<MotReader>(lines, FrameClock(ParseStart(options.start), *options.framesPerSecond),
                                        MotReader::Picture{*options.width, *options.height});
 }
 
@@ -125,7 +112,7 @@ void Check(Options const& options) {
     if (IsSameFile(options.output, options.rules) || IsSameFile(options.output, options.input)) {
         throw CommandLineError(fmt::format("--output: {}: is read, too, and would be lost", options.output));
     }
-    StartOf(options);
+    ParseStart(options.start);
 }
 
 /// One run of the command.

@@ -14,7 +14,6 @@
 #include "host/rules/type_catalogue.hpp"
 #include "host/stream/frame_clock.hpp"
 #include "host/stream/scene.hpp"
-#include "host/stream/timestamp.hpp"
 #include "host/system/output.hpp"
 
 namespace qel::host {
@@ -74,20 +73,15 @@ std::vector<Scene> MakeScenes(Options const& options) {
 }
 
 int Simulate(Options const& options) {
-    auto const start = ParseTimeOrNanoseconds(options.start);
-    if (!start) {
-        throw CommandLineError(fmt::format(
-            "--start: {}: not a time; allowed: nanoseconds since 1970 as a whole number, or an RFC 3339 text",
-            options.start));
-    }
+    meta::Timestamp const start = ParseStart(options.start);
     if (options.channel + options.channels - 1 > std::numeric_limits<std::uint16_t>::max()) {
         throw CommandLineError(fmt::format("--channels: {}: the last one would be {}; allowed: numbers up to 65535",
                                            options.channels, options.channel + options.channels - 1));
     }
     TypeCatalogue::LoadPlugins(options.plugins);
-    FrameClock const clock(*start, options.framesPerSecond);
-    auto const room = std::chrono::duration_cast<std::chrono::seconds>(meta::Timestamp::max() - std::max(*start, {}));
-    auto const end = *start + std::min(std::chrono::seconds(options.seconds), room);
+    FrameClock const clock(start, options.framesPerSecond);
+    auto const room = std::chrono::duration_cast<std::chrono::seconds>(meta::Timestamp::max() - std::max(start, {}));
+    auto const end = start + std::min(std::chrono::seconds(options.seconds), room);
     auto scenes = MakeScenes(options);
     Output output(options.output);
     for (std::uint64_t frame = 0;; ++frame) {
@@ -95,7 +89,7 @@ int Simulate(Options const& options) {
         if (!time || *time >= end) {
             break;
         }
-        std::int64_t const passed = (*time - *start).count() / NanosecondsPerMillisecond;
+        std::int64_t const passed = (*time - start).count() / NanosecondsPerMillisecond;
         for (std::uint32_t at = 0; at < scenes.size(); ++at) {
             output.Write(Describe(*time, options.channel + at, scenes[at].LookAt(passed)));
         }

@@ -78,9 +78,12 @@ public:
     Builder(Value& root, std::string_view source, Position const& position)
         : root(root), source(source), position(position) {}
 
-    bool null() override { return Scalar(Value::Kind::Null).kind == Value::Kind::Null; }
+    bool null() override {
+        Place(Value::Kind::Null);
+        return true;
+    }
     bool boolean(bool value) override {
-        Scalar(Value::Kind::Bool).boolean = value;
+        Place(Value::Kind::Bool).boolean = value;
         return true;
     }
     bool number_integer(number_integer_t value) override {
@@ -93,7 +96,7 @@ public:
         return true;
     }
     bool string(std::string& value) override {
-        Scalar(Value::Kind::Text).text = std::move(value);
+        Place(Value::Kind::Text).text = std::move(value);
         return true;
     }
     bool binary(nlohmann::json::binary_t&) override { return false; }
@@ -143,8 +146,6 @@ private:
         value->end = position.GetRead();
         return *value;
     }
-
-    Value& Scalar(Value::Kind kind) { return Place(kind); }
 
     /// The parser has looked at the character behind a number to find its end.
     Value& Number(Value::Kind kind) {

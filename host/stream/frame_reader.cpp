@@ -17,13 +17,11 @@ bool FrameReader::Next(Frame& frame) {
 
 bool UniqueIds::Insert(unsigned int id) {
     // Trackers mostly give their objects in the order of the ids.
-    auto const at =
-        sorted.empty() || sorted.back() < id ? sorted.end() : std::lower_bound(sorted.begin(), sorted.end(), id);
-    if (at != sorted.end() && *at == id) {
-        return false;
+    if (ascending.empty() || ascending.back() < id) {
+        ascending.push_back(id);  // the others are all lower
+        return true;
     }
-    sorted.insert(at, id);
-    return true;
+    return !std::binary_search(ascending.begin(), ascending.end(), id) && others.insert(id).second;
 }
 
 }  // namespace qel::host

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "foundation/meta/data/object.hpp"
@@ -52,12 +53,16 @@ public:
 /// Notices an id that stands twice in one frame.
 class UniqueIds {
 public:
-    void Clear() { sorted.clear(); }
+    void Clear() {
+        ascending.clear();
+        others.clear();
+    }
     /// False when the id is there already.
     bool Insert(unsigned int id);
 
 private:
-    std::vector<unsigned int> sorted;
+    std::vector<unsigned int> ascending;
+    std::unordered_set<unsigned int> others;
 };
 
 }  // namespace qel::host

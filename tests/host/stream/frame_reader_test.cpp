@@ -17,6 +17,18 @@ TEST(UniqueIdsTest, NoticesAnIdThatIsThereAlreadyInAnyOrder) {
     }
 }
 
+TEST(UniqueIdsTest, NoticesAnIdAgainThatIsNowTheHighestInARow) {
+    UniqueIds ids;
+    EXPECT_TRUE(ids.Insert(9));
+    ids.Clear();
+    EXPECT_TRUE(ids.Insert(3));
+    EXPECT_TRUE(ids.Insert(2));
+    EXPECT_TRUE(ids.Insert(5));
+    EXPECT_FALSE(ids.Insert(2));
+    EXPECT_FALSE(ids.Insert(5));
+    EXPECT_FALSE(ids.Insert(3));
+}
+
 TEST(UniqueIdsTest, ForgetsThemForTheNextFrame) {
     UniqueIds ids;
     EXPECT_TRUE(ids.Insert(5));
