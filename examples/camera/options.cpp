@@ -2,12 +2,9 @@
 
 #include <cstdlib>
 
-#include <fmt/format.h>
-
 #include "examples/camera/video.hpp"
 #include "host/command/action.hpp"
 #include "host/failure.hpp"
-#include "host/stream/timestamp.hpp"
 
 namespace qel::camera {
 
@@ -115,11 +112,7 @@ void Check(Options const& options) {
     if (!options.IsDrawing() && !(options.tracks.empty() && options.rules.empty() && options.events.empty())) {
         throw host::CommandLineError("--tracks, --rules and --events are to be drawn: give --view or --snapshot");
     }
-    if (!host::ParseTimeOrNanoseconds(options.start)) {
-        throw host::CommandLineError(fmt::format(
-            "--start: {}: not a time; allowed: nanoseconds since 1970 as a whole number, or an RFC 3339 text",
-            options.start));
-    }
+    host::ParseStart(options.start);
     bool const hasDisplay = std::getenv("DISPLAY") != nullptr || std::getenv("WAYLAND_DISPLAY") != nullptr;
     if (options.view && !hasDisplay) {
         throw host::Failure("--view: there is no display here; --snapshot writes pictures instead");

@@ -5,8 +5,8 @@
 
 #include <fmt/format.h>
 
+#include "host/command/action.hpp"
 #include "host/failure.hpp"
-#include "host/stream/timestamp.hpp"
 
 namespace qel::camera {
 
@@ -22,7 +22,7 @@ Watch::Watch(Options const& options) : options(options), video(options.video) {
         throw host::Failure(fmt::format("{}: does not tell how many pictures a second has: give --fps", options.video));
     }
     framesPerSecond = rate.value_or(UsualRate);
-    clock.emplace(*host::ParseTimeOrNanoseconds(options.start), framesPerSecond);
+    clock.emplace(host::ParseStart(options.start), framesPerSecond);
 }
 
 bool Watch::Next(Sight& sight, host::StopSignals const& stop) {
