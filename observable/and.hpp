@@ -27,7 +27,8 @@ namespace qel::observable {
 ///
 /// An input that is unset never fires. Two equal inputs count as input A alone, so that nothing is ever reported.
 ///
-/// `Reset` forgets nothing. Settings must not be changed while another thread processes a frame.
+/// `Reset` forgets nothing. Settings must not be changed while another thread calls the notifier, which reads them
+/// for a frame and, the inputs, whenever its rule set changes.
 class QEL_OBSERVABLE_EXPORT And : public Observable {
 public:
     static constexpr char const* ClassTypeName = "qel.observable.And";

@@ -40,8 +40,9 @@ using InputNames = std::span<std::string_view const>;
 ///
 /// Observables may be made on any thread. Subscribing and notifying may be done from any thread; name, flag, id and the
 /// metadata record are neither locked nor atomic: threads that change and read them at the same time hold `GetLock()`.
-/// A notifier reads them without it, so those of its observables are changed between its frames. While holding
-/// `GetLock()`, nobody notifies, calls a notifier, or adds or drops an augmented-meta callback.
+/// A notifier reads them without it, in a frame and when its rule set changes, so those of its observables are changed
+/// between the calls to it. While holding `GetLock()`, nobody notifies, calls a notifier, or adds or drops an
+/// augmented-meta callback.
 class QEL_OBSERVABLE_EXPORT Observable : public std::enable_shared_from_this<Observable> {
 public:
     using Callback = std::function<void(std::shared_ptr<meta::data::Event>)>;

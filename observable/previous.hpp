@@ -25,7 +25,8 @@ namespace qel::observable {
 /// A change of the mode while running changes nothing of what is remembered; a change of the interval holds from the
 /// next frame on. Without an input nothing new is remembered. When a frame fails, it is as if it had not been.
 ///
-/// `Reset` forgets nothing. Settings must not be changed while another thread processes a frame.
+/// `Reset` forgets nothing. Settings must not be changed while another thread calls the notifier, which reads them
+/// for a frame and, the inputs, whenever its rule set changes.
 class QEL_OBSERVABLE_EXPORT Previous : public Observable {
 public:
     static constexpr char const* ClassTypeName = "qel.observable.Previous";
