@@ -23,17 +23,17 @@ public:
     /// Keeps a removed callback, so that it can be destroyed where no lock is held.
     using Removed = std::shared_ptr<Function const>;
 
-    /// Stores the callback and returns its id. An empty function is refused with `std::invalid_argument`.
-    unsigned int Insert(Function function) {
+    /// Stores the callback and returns its id. An empty function is refused with `std::invalid_argument`. When it
+    /// fails, the function stays with the caller, who destroys it where no lock is held.
+    unsigned int Insert(Function&& function) {
         if (!function) {
             throw std::invalid_argument("Cannot insert invalid functions into the Callbacks");
         }
-        auto stored = std::make_shared<Function const>(std::move(function));
         auto slot = std::find_if(slots.begin(), slots.end(), [](Slot const& each) { return !each.function; });
         if (slot == slots.end()) {
             slot = slots.emplace(slots.end());
         }
-        slot->function = std::move(stored);
+        slot->function = std::make_shared<Function const>(std::move(function));
         slot->insertion = ++insertions;
         return static_cast<unsigned int>(slot - slots.begin());
     }
