@@ -84,11 +84,12 @@ void Graph::Impl::Take(Observables changed) {
         try {
             sorted = Sort(changed, connected);
         } catch (boost::not_a_dag const&) {
+            std::runtime_error const cycle("A cycle within the rule was detected");
             // The cycle stays in the graph and no observable is visited: hosts mend the inputs and update.
             vertices.swap(changed);
             edges.swap(connected);
             path.clear();
-            throw std::runtime_error("A cycle within the rule was detected");
+            throw cycle;
         }
     }
     vertices.swap(changed);
