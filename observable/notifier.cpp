@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <list>
 #include <mutex>
 #include <optional>
@@ -77,6 +78,7 @@ private:
     std::mutex lock;
     std::atomic<std::thread::id> owner;
     Owned observables;
+    std::size_t handles = 0;            // that have not been dropped
     std::vector<unsigned int> unbound;  // by the thread that holds the lock
     detail::EventList previous;
     detail::EventList current;                      // kept between passes for its memory
@@ -125,10 +127,11 @@ private:
 unsigned int Notifier::Impl::AddObservable(std::shared_ptr<Observable> observable) {
     detail::RefuseNull(observable, "Notifier::AddObservable");
     Operation const operation(*this);
-    unbound.reserve(observables.size() + 1);  // so that unbinding needs no memory
+    unbound.reserve(handles + 1);  // so that unbinding needs no memory
     observables.push_back(observable);
     unsigned int const id = observable->GetId();
     graph.Add(std::move(observable));
+    ++handles;
     return id;
 }
 
@@ -171,12 +174,12 @@ void Notifier::Impl::SetEventRetriggerTime(std::chrono::milliseconds time) {
 }
 
 void Notifier::Impl::Unbind(unsigned int id) {
-    if (owner == std::this_thread::get_id()) {
-        unbound.push_back(id);
-        return;
+    std::optional<Operation> operation;
+    if (owner != std::this_thread::get_id()) {
+        operation.emplace(*this);
     }
-    Operation const operation(*this);
     unbound.push_back(id);
+    --handles;
 }
 
 void Notifier::Impl::Process(meta::Meta const& frame) {
