@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <ostream>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -238,10 +237,15 @@ std::vector<std::shared_ptr<object::Object const>> Observable::CopyEventMeta(met
 std::vector<std::shared_ptr<object::Object>> Observable::Generate(meta::Meta const& frame) { return Process(frame); }
 
 type::BadCast Observable::BadCastError(char const* wanted) const {
-    std::ostringstream message;
-    // A name that is a null pointer ends the message: the stream takes nothing more.
-    message << "Failed to cast the observable from '" << GetTypeName() << "' to a '" << wanted << "'";
-    return type::BadCast(message.str());
+    // No stream, which would swallow a lack of memory. A name that is a null pointer ends the message.
+    std::string message = "Failed to cast the observable from '";
+    if (char const* const name = GetTypeName()) {
+        message.append(name).append("' to a '");
+        if (wanted != nullptr) {
+            message.append(wanted).append("'");
+        }
+    }
+    return type::BadCast(message);
 }
 
 std::ostream& operator<<(std::ostream& stream, Observable const& observable) {

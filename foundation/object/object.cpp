@@ -1,7 +1,6 @@
 #include "foundation/object/object.hpp"
 
 #include <mutex>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <unordered_map>
@@ -53,10 +52,12 @@ Object::~Object() = default;
 char const* Object::TypeName(hash::MurmurThree32 const& type) { return GetTypeNames().Find(type); }
 
 void Object::ThrowBadCast(char const* wantedName) const {
-    std::ostringstream message;
-    // An unknown name is a null pointer, which ends the message here: the stream takes nothing more.
-    message << "Failed to cast the runtime object from '" << TypeName(type) << "' to a '" << wantedName << "'";
-    throw BadCast(message.str());
+    // No stream, which would swallow a lack of memory. An unknown name ends the message.
+    std::string message = "Failed to cast the runtime object from '";
+    if (char const* const name = TypeName(type)) {
+        message.append(name).append("' to a '").append(wantedName).append("'");
+    }
+    throw BadCast(message);
 }
 
 void RegisterTypeName(char const* name) {

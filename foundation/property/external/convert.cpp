@@ -1,7 +1,5 @@
 #include "foundation/property/external/convert.hpp"
 
-#include <sstream>
-
 #include "foundation/property/primitive.hpp"
 #include "foundation/type/bad_cast.hpp"
 
@@ -10,11 +8,12 @@ namespace qel::property::external {
 namespace {
 
 [[noreturn]] void ThrowBadCast(object::Object const& object) {
-    std::ostringstream message;
-    // An unknown name is a null pointer, which ends the message here: the stream takes nothing more.
-    message << "Cannot set external property with a '" << object::Object::TypeName(object.GetTypeNameId())
-            << "'. Make sure to use the same type as the property";
-    throw type::BadCast(message.str());
+    // No stream, which would swallow a lack of memory. An unknown name ends the message.
+    std::string message = "Cannot set external property with a '";
+    if (char const* const name = object::Object::TypeName(object.GetTypeNameId())) {
+        message.append(name).append("'. Make sure to use the same type as the property");
+    }
+    throw type::BadCast(message);
 }
 
 template <class T>
