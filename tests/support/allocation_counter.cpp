@@ -3,6 +3,7 @@
 #include <malloc.h>
 
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 namespace {
@@ -10,10 +11,13 @@ namespace {
 thread_local std::size_t allocations = 0;
 thread_local std::size_t taken = 0;
 thread_local std::size_t givenBack = 0;
-thread_local std::size_t failing = 0;  // the number of the allocation that fails, 0 for none
+thread_local std::size_t firstFailing = 0;  // the numbers of the allocations that fail; 0 for none
+thread_local std::size_t lastFailing = 0;
+thread_local std::size_t failed = 0;
 
 void* Allocate(std::size_t size, std::size_t alignment = alignof(std::max_align_t)) noexcept {
-    if (++allocations == failing) {
+    if (++allocations >= firstFailing && allocations <= lastFailing) {
+        ++failed;
         return nullptr;
     }
     void* const memory = std::aligned_alloc(alignment, (size + alignment) / alignment * alignment);
@@ -46,9 +50,18 @@ std::size_t CountBytes() { return taken; }
 
 std::size_t LiveBytes() { return taken - givenBack; }
 
-FailingAllocation::FailingAllocation(std::size_t before) { failing = allocations + before + 1; }
+std::size_t CountFailures() { return failed; }
 
-FailingAllocation::~FailingAllocation() { failing = 0; }
+FailingAllocation::FailingAllocation(std::size_t before) { firstFailing = lastFailing = allocations + before + 1; }
+
+FailingAllocation::~FailingAllocation() { firstFailing = lastFailing = 0; }
+
+NoMoreMemory::NoMoreMemory(std::size_t before) {
+    firstFailing = allocations + before + 1;
+    lastFailing = std::numeric_limits<std::size_t>::max();
+}
+
+NoMoreMemory::~NoMoreMemory() { firstFailing = lastFailing = 0; }
 
 }  // namespace qel::tests
 

@@ -22,6 +22,9 @@ std::size_t AllocationsOf(Work const& work) {
     return CountAllocations() - before;
 }
 
+/// How often it has been refused.
+std::size_t CountFailures();
+
 /// While it lives, one allocation of this thread fails, the one that comes after `before` others.
 class FailingAllocation {
 public:
@@ -31,11 +34,21 @@ public:
     FailingAllocation& operator=(FailingAllocation const&) = delete;
 };
 
-/// Calls `work`, letting the allocation that comes after `before` others fail. Whether it ended with `std::bad_alloc`.
-template <class Work>
+/// While it lives, all allocations of this thread fail that come after `before` others.
+class NoMoreMemory {
+public:
+    explicit NoMoreMemory(std::size_t before = 0);
+    ~NoMoreMemory();
+    NoMoreMemory(NoMoreMemory const&) = delete;
+    NoMoreMemory& operator=(NoMoreMemory const&) = delete;
+};
+
+/// Calls `work`, letting the allocation that comes after `before` others fail, or all from there on. Whether it ended
+/// with `std::bad_alloc`.
+template <class Failing = FailingAllocation, class Work>
 bool FailsForLackOfMemory(std::size_t before, Work const& work) {
     try {
-        FailingAllocation const failing(before);
+        Failing const failing(before);
         work();
         return false;
     } catch (std::bad_alloc const&) {
