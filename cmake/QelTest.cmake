@@ -1,9 +1,9 @@
 # qel_add_test(<name> LABEL <folder> SOURCES <file>... [LIBRARIES <target>...])
 #
 # One executable, by rule one per test file, named <name> and known to ctest by its test cases as "<folder>/Suite.Case"
-# under the label <folder>. With a sanitizer the executable is one ctest entry instead, since starting a process then
-# costs more than most cases; those whose sources start threads have the label threads there, and the target
-# qel_threads_tests builds them.
+# under the label <folder>; the target qel_<folder>_tests builds those of a label. With a sanitizer the executable is one
+# ctest entry instead, since starting a process then costs more than most cases; those whose sources start threads have
+# the label threads there, and the target qel_threads_tests builds them.
 include(GoogleTest)
 
 add_custom_target(qel_threads_tests)
@@ -22,6 +22,11 @@ function(qel_add_test name)
     if(QEL_SANITIZE)
         target_compile_definitions(${name} PRIVATE QEL_SANITIZED)
     endif()
+
+    if(NOT TARGET qel_${arg_LABEL}_tests)
+        add_custom_target(qel_${arg_LABEL}_tests)
+    endif()
+    add_dependencies(qel_${arg_LABEL}_tests ${name})
 
     set(labels ${arg_LABEL})
     foreach(source IN LISTS arg_SOURCES)

@@ -480,6 +480,19 @@ TEST(CompoundCleanUpTest, NameAndTypeAreThoseOfTheMomentAndTheCategoryIsTheMembe
                 ElementsAre("A renamed/retyped/first 1..1 []", "B renamed/retyped/second 1..1 []"));
 }
 
+TEST(CompoundCleanUpTest, ANewTypeAloneIsSeenAndSoIsANewCategory) {
+    std::string category = "first";
+    Rule rule({Member(Last, [&](Meta const&) {
+        return Output{std::make_shared<Event>("a", "b", category, At(1), At(1), Event::Objects{})};
+    })});
+    Describer describe;
+    EXPECT_THAT(describe.Each(rule.Process(Meta(At(0)))), ElementsAre("A whole/chained/first 1..1 []"));
+    rule.type = "retyped";
+    EXPECT_THAT(describe.Each(rule.Process(Meta(At(0)))), ElementsAre("B whole/retyped/first 1..1 []"));
+    category = "second";
+    EXPECT_THAT(describe.Each(rule.Process(Meta(At(0)))), ElementsAre("C whole/retyped/second 1..1 []"));
+}
+
 TEST(CompoundCleanUpTest, AFrameThatAlreadyHoldsTheEventFindsItUnderItsNewRecord) {
     auto const event = MakeEvent(At(1), At(1), {Record(Last)});
     Meta const frame(At(0));

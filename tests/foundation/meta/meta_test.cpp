@@ -411,6 +411,26 @@ TEST(MetaTest, IsCopiedWithWhatStandsInItWhileAWalkIsOpen) {
     EXPECT_THAT(sizes, ElementsAre(2));
 }
 
+// Look-ups.
+
+TEST(MetaTest, CountsWhatLookUpsCostInItAndInTheFramesThatItSharesItemsWith) {
+    using Counts = meta::detail::LookUpCounts;
+    auto const event = [](unsigned int observable) { return MakeEvent(At(0), At(0), {Record(observable)}); };
+    Meta const frame = FrameOf({event(1), event(2), event(1)});
+    EXPECT_EQ(frame.CountLookUps(), Counts());
+    EXPECT_EQ(frame.FindEvents(1).events.size(), 2u);
+    EXPECT_EQ(frame.CountLookUps(), (Counts{1, 2, 3}));
+    EXPECT_TRUE(frame.HasEvents(2));
+    EXPECT_EQ(frame.CountLookUps(), (Counts{2, 2, 3})) << "everything had been read";
+
+    Meta const copy(frame);
+    copy.Append(event(2));
+    EXPECT_EQ(copy.CountLookUps(), (Counts{2, 2, 3})) << "those of the frame that it is a copy of";
+    EXPECT_EQ(copy.FindEvents(2).events.size(), 2u);
+    EXPECT_EQ(copy.CountLookUps(), (Counts{4, 4, 4})) << "one in each of the two lists";
+    EXPECT_EQ(frame.CountLookUps(), (Counts{3, 3, 3}));
+}
+
 // The lock.
 
 TEST(MetaTest, IsUnlockedBetweenCalls) {

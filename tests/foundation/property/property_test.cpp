@@ -1,5 +1,6 @@
 #include "foundation/property/property.hpp"
 
+#include <cstdint>
 #include <memory>
 #include <ostream>
 #include <stdexcept>
@@ -32,6 +33,18 @@ public:
     bool value = false;
 };
 
+/// A property of another library that stores any number.
+class OtherNumber : public object::Primitive<std::uint16_t, property::Property> {
+public:
+    OtherNumber() : Primitive(7, "number", "Some number") {}
+
+    using Primitive::Set;
+    void Set(object::Object const& other) override { Set(other.As<object::UInt16>().Get()); }
+    std::shared_ptr<object::Object const> GetObject() const override { return std::make_shared<object::UInt16>(Get()); }
+    void DescribeValidValues(std::ostream&) const override {}
+    std::shared_ptr<object::Object> Clone() const override { return std::make_shared<OtherNumber>(*this); }
+};
+
 TEST(PropertyTest, KnowsItsNameDescriptionAndType) {
     OtherProperty const property;
     EXPECT_EQ(property.GetName(), "other");
@@ -46,6 +59,19 @@ TEST(PropertyTest, IsADynamicObject) {
     auto const copy = object.Clone();
     EXPECT_EQ(copy->As<OtherProperty>().GetName(), "other");
     EXPECT_EQ(copy->As<OtherProperty>().GetDescription(), "Some other property");
+}
+
+TEST(PropertyTest, HoldsAnyValueWhenItSaysNothingElse) {
+    OtherNumber property;
+    EXPECT_EQ(property.Get(), 7u);
+    property.Set(object::UInt16(65535));
+    EXPECT_EQ(property.Get(), 65535u);
+    property.Set(std::uint16_t{0});
+    EXPECT_EQ(property.GetObject()->As<object::UInt16>().Get(), 0u);
+    EXPECT_TRUE(property.EqualTo(object::UInt16(0)));
+    EXPECT_FALSE(property.EqualTo(object::UInt16(1)));
+    EXPECT_FALSE(property.EqualTo(property)) << "only a plain object";
+    EXPECT_EQ(property.GetTypeNameId(), hash::MurmurThree32::MakeData("qel.property.UInt16"));
 }
 
 TEST(PropertyTest, IsNotAssigned) { EXPECT_FALSE(std::is_copy_assignable_v<OtherProperty>); }
