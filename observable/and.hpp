@@ -31,6 +31,7 @@ namespace qel::observable {
 /// for a frame and, the inputs, whenever its rule set changes.
 class QEL_OBSERVABLE_EXPORT And : public Observable {
 public:
+    /// The name of the type, whose hash is the type id, and what an instance has that the registry makes.
     static constexpr char const* ClassTypeName = "qel.observable.And";
     static char const* const DefaultName;
     static std::uint16_t const DefaultChannel;
@@ -41,6 +42,7 @@ public:
         return std::tuple(DefaultName, DefaultChannel, DefaultInputA, DefaultInputB, DefaultContrainTarget);
     }
 
+    /// The arguments in the order of the settings. Any value is taken.
     And(std::string name, std::uint16_t channel, std::uint32_t inputA, std::uint32_t inputB, bool constrainTarget);
 
     /// For the host's bookkeeping; what is reported does not depend on it.
@@ -63,6 +65,7 @@ public:
     ~And() override;
     std::vector<std::shared_ptr<object::Object>> Process(meta::Meta const& frame) override;
 
+    /// The settings, each with the default above and its range.
     static std::vector<property::Schema> MakeProperties();
 
 private:

@@ -22,6 +22,7 @@ namespace qel::observable {
 /// No locks: the calls are the subclass's to serialise.
 class QEL_OBSERVABLE_EXPORT DurationTrack {
 public:
+    /// The duration, as below; nothing has been seen yet.
     explicit DurationTrack(std::chrono::milliseconds duration);
     DurationTrack(DurationTrack const&) = delete;
     DurationTrack& operator=(DurationTrack const&) = delete;

@@ -31,6 +31,7 @@ QEL_OBSERVABLE_EXPORT std::ostream& operator<<(std::ostream& stream, Graph const
 /// Takes no lock: one thread at a time.
 class QEL_OBSERVABLE_EXPORT Graph {
 public:
+    /// Without observables. A graph is moved, never copied.
     Graph();
     Graph(Graph&& other) noexcept;
     Graph& operator=(Graph&&) = delete;
@@ -44,6 +45,7 @@ public:
     /// Throws `std::runtime_error` when the id is not known or another observable depends on it.
     void Remove(std::shared_ptr<Observable> observable);
 
+    /// Whether there is an observable with this id.
     bool HaveVertex(unsigned int id) const;
     /// The place of an observable in the order of adding. Throws `std::runtime_error` "No vertex for observable: 7".
     std::size_t GetVertex(unsigned int id) const;

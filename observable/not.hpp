@@ -24,12 +24,14 @@ namespace qel::observable {
 /// `Reset` forgets nothing. Channel and input may be changed while another thread processes a frame.
 class QEL_OBSERVABLE_EXPORT Not : public Observable {
 public:
+    /// The name of the type, whose hash is the type id, and what an instance has that the registry makes.
     static constexpr char const* ClassTypeName = "qel.observable.Not";
     static char const* const DefaultName;
     static std::uint16_t const DefaultChannel;
     static std::uint32_t const DefaultInput;
     static auto DefaultArguments() { return std::tuple(DefaultName, DefaultChannel, DefaultInput); }
 
+    /// The arguments in the order of the settings. Any value is taken.
     Not(std::string name, std::uint16_t channel, std::uint32_t input);
 
     /// For the host's bookkeeping; what is reported does not depend on it.
@@ -45,6 +47,7 @@ public:
     ~Not() override;
     std::vector<std::shared_ptr<object::Object>> Process(meta::Meta const& frame) override;
 
+    /// The settings, each with the default above and its range.
     static std::vector<property::Schema> MakeProperties();
 
 private:

@@ -45,6 +45,7 @@ using InputNames = std::span<std::string_view const>;
 /// augmented-meta callback.
 class QEL_OBSERVABLE_EXPORT Observable : public std::enable_shared_from_this<Observable> {
 public:
+    /// Subscribers, and what events carry in addition: both are called with the lock held, see above.
     using Callback = std::function<void(std::shared_ptr<meta::data::Event>)>;
     using AugmentedMetaCallback = std::function<std::shared_ptr<object::Object>()>;
     /// What the target of a setting's binding is, whatever the class that publishes the setting.
@@ -70,10 +71,12 @@ public:
     virtual void ObserverAdded(Callback const& callback) const;
     virtual void Reserved() = delete;  // keeps its slot
 
+    /// Drawn from a counter of the process, until somebody sets it.
     std::uint32_t GetId() const;
     /// A metadata record that somebody else holds keeps the old id; the next record has the new one.
     void SetId(std::uint32_t id);
 
+    /// What the user calls it; any text, empty at first.
     std::string GetName() const;
     /// Whether `GetName()` is this text, without a copy of it.
     bool HasName(std::string_view name) const;
@@ -83,6 +86,7 @@ public:
     bool GetTriggersAction() const;
     void SetTriggersAction(bool triggersAction);
 
+    /// The hash of the class's type name; never changes.
     hash::MurmurThree32 const& GetTypeNameId() const;
     /// The registered name of this observable's type, or null when the type is not registered.
     char const* GetTypeName() const;

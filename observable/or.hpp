@@ -30,6 +30,7 @@ namespace qel::observable {
 /// for a frame and, the inputs, whenever its rule set changes.
 class QEL_OBSERVABLE_EXPORT Or : public Observable {
 public:
+    /// The name of the type, whose hash is the type id, and what an instance has that the registry makes.
     static constexpr char const* ClassTypeName = "qel.observable.Or";
     static char const* const DefaultName;
     static std::uint16_t const DefaultChannel;
@@ -61,6 +62,7 @@ public:
     ~Or() override;
     std::vector<std::shared_ptr<object::Object>> Process(meta::Meta const& frame) override;
 
+    /// The settings, each with the default above and its range.
     static std::vector<property::Schema> MakeProperties();
 
 private:

@@ -29,6 +29,7 @@ namespace qel::observable {
 /// for a frame and, the inputs, whenever its rule set changes.
 class QEL_OBSERVABLE_EXPORT Previous : public Observable {
 public:
+    /// The name of the type, whose hash is the type id, and what an instance has that the registry makes.
     static constexpr char const* ClassTypeName = "qel.observable.Previous";
     static char const* const DefaultName;
     static std::uint16_t const DefaultChannel;
@@ -38,8 +39,10 @@ public:
     static bool const DefaultConstrainTarget;
     static auto DefaultArguments() { return std::tuple(DefaultName, DefaultChannel, DefaultInput, DefaultInterval); }
 
+    /// Not constrained to targets, whatever the default of the setting.
     Previous(std::string name, std::uint16_t channel, std::uint32_t input, std::chrono::milliseconds interval);
 
+    /// For the host's bookkeeping; what is reported does not depend on it.
     std::uint16_t GetChannel() const;
     void SetChannel(std::uint16_t channel);
 
@@ -51,6 +54,7 @@ public:
     std::chrono::milliseconds GetInterval() const;
     void SetInterval(std::chrono::milliseconds interval);
 
+    /// Whether every tracked object is remembered on its own.
     bool GetConstrainTarget() const;
     void SetConstrainTarget(bool constrainTarget);
 
@@ -59,6 +63,7 @@ public:
     ~Previous() override;
     std::vector<std::shared_ptr<object::Object>> Process(meta::Meta const& frame) override;
 
+    /// The settings, each with the default above and its range.
     static std::vector<property::Schema> MakeProperties();
 
 private:

@@ -29,6 +29,7 @@ public:
     /// Hashes a NUL-terminated text, which must not be null.
     static constexpr MurmurThree32 MakeData(char const* text);
 
+    /// The hash as a number.
     constexpr std::uint32_t GetValue() const {
         return bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[3]} << 24;
     }
@@ -36,6 +37,7 @@ public:
     /// The hash in little-endian order.
     constexpr std::array<std::uint8_t, 4> const& GetBytes() const { return bytes; }
 
+    /// Whether the two are the same number.
     friend constexpr bool operator==(MurmurThree32 const& left, MurmurThree32 const& right) {
         return left.GetValue() == right.GetValue();
     }
@@ -80,8 +82,13 @@ constexpr MurmurThree32 MurmurThree32::MakeData(char const* text) {
 
 }  // namespace qel::hash
 
+namespace std {
+
 /// A key's hash is the 32-bit value itself.
 template <>
-struct std::hash<qel::hash::MurmurThree32> {
-    std::size_t operator()(qel::hash::MurmurThree32 const& data) const noexcept { return data.GetValue(); }
+struct hash<qel::hash::MurmurThree32> {
+    /// The number of the id.
+    size_t operator()(qel::hash::MurmurThree32 const& data) const noexcept { return data.GetValue(); }
 };
+
+}  // namespace std

@@ -18,9 +18,11 @@ namespace qel::logging {
 /// and may be used by any thread.
 class QEL_FOUNDATION_EXPORT Logger {
 public:
+    /// The text of the name must outlive the logger.
     explicit Logger(Name const& name);
     ~Logger();
 
+    /// What the filter is asked about.
     Name const& GetName() const { return name; }
 
     /// Writes the format with each placeholder %N% replaced by the text form of argument N, counted from 0: numbers in

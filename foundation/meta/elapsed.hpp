@@ -12,9 +12,11 @@ namespace qel::meta {
 /// far apart as an interval of `milliseconds::max()`.
 class Elapsed {
 public:
+    /// From `then` to `now`.
     constexpr Elapsed(Timestamp then, Timestamp now)
         : nanoseconds(Wide(now.time_since_epoch().count()) - then.time_since_epoch().count()) {}
 
+    /// To be compared with a setting, which may have any value.
     friend constexpr std::strong_ordering operator<=>(Elapsed elapsed, std::chrono::milliseconds interval) {
         return elapsed.nanoseconds <=> Wide(interval.count()) * NanosecondsPerMillisecond;
     }

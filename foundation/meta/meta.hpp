@@ -26,11 +26,13 @@ class QEL_FOUNDATION_EXPORT Meta {
 public:
     class Iterator;
 
+    /// An empty frame of that time, or a copy as above.
     explicit Meta(Timestamp timestamp);
     Meta(Meta const& other);
     Meta& operator=(Meta const&) = delete;
     ~Meta();
 
+    /// The time of the picture.
     Timestamp GetTimestamp() const { return timestamp; }
 
     /// A walk sees the items that are there at its `Begin()`, whatever is appended or removed meanwhile, and ends at
@@ -48,12 +50,15 @@ public:
     /// Keeps other threads from the frame for as long as the returned lock lives.
     std::unique_lock<std::recursive_mutex> GetLock() const;
 
-    /// The events that name the observable, in order and once for each record that does, and what keeps them alive. A
-    /// look-up in an index: its cost does not grow with what else stands in the frame.
+    /// What a look-up has found.
     struct NamedEvents {
+        /// Who keeps the events alive, and the events.
         std::shared_ptr<detail::Contents const> contents;
         detail::FoundEvents events;
     };
+
+    /// The events that name the observable, in order and once for each record that does, and what keeps them alive. A
+    /// look-up in an index: its cost does not grow with what else stands in the frame.
     NamedEvents FindEvents(unsigned int observable) const;
     /// The same into memory that is there already; what it held before is dropped.
     void FindEvents(unsigned int observable, NamedEvents& found) const;

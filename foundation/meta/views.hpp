@@ -20,6 +20,7 @@ namespace qel::meta {
 template <class T, class Container>
 using View = type::iterator::Filter<T const, Container const, type::IsFunctor<T const>, type::AsFunctor<T const>>;
 
+/// The items of type T; of a frame that lives no longer than the expression, there is no view.
 template <class T, class Container>
 View<T, Container> ItemsOf(Container const& container) {
     return View<T, Container>(container);
@@ -27,6 +28,7 @@ View<T, Container> ItemsOf(Container const& container) {
 template <class T, class Container>
 View<T, Container> ItemsOf(Container const&&) = delete;
 
+/// The walks that rules need most.
 inline View<data::Event, Meta> EventsOf(Meta const& frame) { return ItemsOf<data::Event>(frame); }
 inline View<data::Channel, Meta> ChannelsOf(Meta const& frame) { return ItemsOf<data::Channel>(frame); }
 inline View<data::Observable, data::Event> ObservablesOf(data::Event const& event) {
@@ -71,8 +73,10 @@ public:
         data::Event const* const* at = nullptr;
     };
 
+    /// Looks them up, now.
     EventsNaming(Meta const& frame, unsigned int observable) : named(frame.FindEvents(observable)) {}
 
+    /// Those that were found, as in a container; the first and the last only where there are any.
     bool empty() const { return named.events.empty(); }
     std::size_t size() const { return named.events.size(); }
     data::Event const& front() const { return *named.events.front(); }

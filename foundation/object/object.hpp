@@ -29,8 +29,10 @@ class QEL_FOUNDATION_EXPORT Object : public std::enable_shared_from_this<Object>
 public:
     virtual ~Object();
 
+    /// The hash of the type name.
     hash::MurmurThree32 const& GetTypeNameId() const { return type; }
 
+    /// Whether this is a T, by the ids alone; a base class of its class is another type.
     template <class T>
     bool Is() const {
         return type == TypeIdOf<T>;
@@ -55,6 +57,7 @@ public:
     static char const* TypeName(hash::MurmurThree32 const& type);
 
 protected:
+    /// For derived classes, with the id of their type; a copy has the type, but an owner of its own.
     explicit Object(hash::MurmurThree32 const& type) : type(type) {}
     Object(Object const& other) : std::enable_shared_from_this<Object>(), type(other.type) {}
     /// An object stays what it was made as: an assignment changes the values of derived classes only.

@@ -15,7 +15,6 @@ namespace qel::object {
 /// hold. A minus sign before an unsigned number wraps around 2^64, so that most of them end as out of range.
 template <class T>
 T Parse(std::string const& text) = delete;
-
 template <>
 QEL_FOUNDATION_EXPORT unsigned short Parse<unsigned short>(std::string const& text);
 template <>

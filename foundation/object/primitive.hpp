@@ -61,17 +61,21 @@ concept ValueType = requires {
 template <class T, class Base>
 class QEL_FOUNDATION_EXPORT Primitive : public Base {
 public:
+    /// The name of the type, whose hash is the type id.
     static constexpr char const* ClassTypeName = detail::PrimitiveNames<T>::Property;
 
+    /// The value as it is held, for a bound property as it was last read or set.
     T const& Get() const { return value; }
 
     using Base::Set;
+    /// Replaces the value; derived classes check it first.
     virtual void Set(T value) { Fill(std::move(value)); }
 
     /// Whether `other` is the plain object of the same type and value; a property never is.
     bool EqualTo(Object const& other) const { return Primitive<T, Object>(value).EqualTo(other); }
 
 protected:
+    /// `arguments` are those of Base behind the type.
     template <class... Arguments>
     explicit Primitive(T value, Arguments&&... arguments)
         : Base(TypeIdOf<Primitive>, std::forward<Arguments>(arguments)...), value(std::move(value)) {}
@@ -88,11 +92,14 @@ private:
 template <class T>
 class QEL_FOUNDATION_EXPORT Primitive<T, Object> : public Object {
 public:
+    /// The name of the type, whose hash is the type id.
     static constexpr char const* ClassTypeName = detail::PrimitiveNames<T>::Object;
 
+    /// With any value of the type.
     explicit Primitive(T value);
     ~Primitive() override;
 
+    /// The value, whatever it is.
     T const& Get() const { return value; }
     void Set(T value);
 
@@ -110,6 +117,7 @@ private:
     T value;
 };
 
+/// The values that are set and read: plain objects of each type.
 using Bool = Primitive<bool, Object>;
 using UInt16 = Primitive<std::uint16_t, Object>;
 using UInt32 = Primitive<std::uint32_t, Object>;

@@ -30,6 +30,7 @@ namespace qel::property {
 template <class T>
 class QEL_FOUNDATION_EXPORT External : public Primitive<T> {
 public:
+    /// How the host is written and read, its target at hand.
     using Setter = std::function<void(std::shared_ptr<void> target, object::Object const& value)>;
     using Getter = std::function<void(std::shared_ptr<void const> target, object::Object& out)>;
 
@@ -64,6 +65,7 @@ public:
     /// Reads the host into the property, when it is bound; the host's value is not checked.
     std::shared_ptr<object::Object const> GetObject() const override;
 
+    /// `FromTarget` reads the host at once, `ToTarget` only keeps the target.
     void Bind(std::shared_ptr<void> target, context::Direction direction) override;
 
     /// Lists are not supported: each of these throws `std::logic_error`.

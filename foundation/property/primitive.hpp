@@ -22,11 +22,14 @@ concept Ranged = !std::same_as<T, bool> && !std::same_as<T, std::string>;
 /// ones.
 template <class T>
 struct Range {
+    /// Both are accepted.
     T minimum = std::numeric_limits<T>::lowest();
     T maximum = std::numeric_limits<T>::max();
 };
+/// The limits of the type, as above.
 template <>
 struct Range<std::chrono::milliseconds> {
+    /// Both are accepted.
     std::chrono::milliseconds minimum = std::chrono::milliseconds::min();
     std::chrono::milliseconds maximum = std::chrono::milliseconds::max();
 };
@@ -60,15 +63,19 @@ public:
     /// Throws `object::BadCast` for anything else and `std::out_of_range` for a value outside the range.
     void Set(object::Object const& value) override;
 
+    /// See `Property`. The valid values are described for the ranged types only.
     std::shared_ptr<object::Object const> GetObject() const override;
     void DescribeValidValues(std::ostream& stream) const override;
     std::shared_ptr<object::Object> Clone() const override;
 
 protected:
+    /// What a failed change goes back to: the value, and the range that another property may have brought.
     struct State {
+        /// As they were.
         T value;
         Range<T> range;
     };
+    /// Takes the two down and puts them back, without any check.
     State GetState() const { return {this->Get(), range}; }
     void Restore(State state);
 

@@ -16,6 +16,7 @@ public:
     Property& operator=(Property const&) = delete;
     ~Property() override;
 
+    /// What hosts and rule files call the setting, and a sentence about it for people.
     std::string const& GetName() const { return name; }
     std::string const& GetDescription() const { return description; }
 
@@ -35,6 +36,7 @@ public:
     virtual void Bind(std::shared_ptr<void> target, context::Direction direction);
 
 protected:
+    /// For derived classes, with the id of their type.
     Property(hash::MurmurThree32 const& type, std::string name, std::string description);
     Property(Property const&) = default;
 

@@ -37,6 +37,7 @@ public:
     Schema(std::string name, void (*set)(Host*, T), Get get, std::string description)
         : Schema(Make<T>(std::move(name), set, get, std::move(description))) {}
 
+    /// What hosts and rule files call the setting, and a sentence about it for people.
     std::string const& GetName() const { return prototype->GetName(); }
     std::string const& GetDescription() const { return prototype->GetDescription(); }
     /// The type name of the property, such as "qel.property.UInt16".

@@ -14,6 +14,7 @@ namespace qel::type {
 class [[nodiscard]] QEL_FOUNDATION_EXPORT Binding {
 public:
     Binding() noexcept = default;
+    /// Whoever hands out the handle says what `unbind` does with the id. A handle that was moved from is empty.
     Binding(std::function<void(unsigned int)> unbind, unsigned int id);
     Binding(Binding&& other) noexcept;
     /// Unbinds what this handle held before.

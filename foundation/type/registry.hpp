@@ -13,12 +13,14 @@ namespace qel::type {
 template <class Info>
 class Registry {
 public:
+    /// What is known, by type id.
     using Map = std::unordered_map<hash::MurmurThree32, Info>;
 
     Registry() = default;
     Registry(Registry const&) = delete;
     Registry& operator=(Registry const&) = delete;
 
+    /// Waits until nobody else has a view.
     registry::Lock<Map> GetMap() const {
         mutex.lock();
         return registry::Lock<Map>(map, [this] { mutex.unlock(); });

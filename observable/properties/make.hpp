@@ -9,8 +9,7 @@
 
 namespace qel::observable::properties {
 
-// The settings that every observable has, as the functions that their properties are bound to.
-
+/// The settings that every observable has, as the functions that their properties are bound to.
 QEL_OBSERVABLE_EXPORT std::string GetName(Observable const* observable);
 QEL_OBSERVABLE_EXPORT void SetName(Observable* observable, std::string name);
 QEL_OBSERVABLE_EXPORT bool GetTriggersAction(Observable const* observable);

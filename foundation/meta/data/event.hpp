@@ -22,12 +22,15 @@ namespace qel::meta::data {
 /// before the list is changed.
 class QEL_FOUNDATION_EXPORT Event : public object::Object {
 public:
+    /// The name of the type, whose hash is the type id.
     static constexpr char const* ClassTypeName = "qel.meta.data.Event";
 
+    /// What an event is about, shared; may hold nulls.
     using Objects = std::vector<std::shared_ptr<object::Object const>>;
 
     /// The user's name of the rule, the kind of condition ("and") and the family that produced the event ("analytics").
     struct Texts {
+        /// As in `GetName()`, `GetType()` and `GetCategory()`.
         std::string name;
         std::string type;
         std::string category;
@@ -49,6 +52,7 @@ public:
     Event& operator=(Event other) noexcept;
     ~Event() override;
 
+    /// What the event was made with or has been given since. The references are good until it is changed.
     unsigned int GetId() const { return id; }
     Timestamp GetStart() const { return start; }
     Timestamp GetEnd() const { return end; }
@@ -69,6 +73,7 @@ public:
     bool IsInternal() const { return internal; }
     void SetInternal(bool value) { internal = value; }
 
+    /// For whoever passes the event on, later or under texts of its own.
     void SetEnd(Timestamp value) { end = value; }
     void SetName(std::string name);
     void SetType(std::string type);

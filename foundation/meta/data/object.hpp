@@ -16,11 +16,14 @@ public:
     ~ObjectBase() override;
     ObjectBase& operator=(ObjectBase const&) = delete;
 
+    /// The tracker's; an object has the same in all frames through which it is followed.
     unsigned int GetId() const { return id; }
 
+    /// By the ids alone.
     friend bool operator<(ObjectBase const& left, ObjectBase const& right) { return left.id < right.id; }
 
 protected:
+    /// For the records of one kind, with the id of its type.
     ObjectBase(hash::MurmurThree32 const& type, unsigned int id) : Object(type), id(id) {}
     ObjectBase(ObjectBase const&) = default;
 
@@ -30,6 +33,7 @@ private:
 
 /// The kind of tracked thing that the system knows: whatever a video tracker follows.
 struct QEL_FOUNDATION_EXPORT ObjectType {
+    /// The name of the type of its records.
     static constexpr char const* ClassTypeName = "qel.meta.data.Object";
 };
 
@@ -39,6 +43,7 @@ namespace detail {
 template <class Type>
 class QEL_FOUNDATION_EXPORT Object : public ObjectBase {
 public:
+    /// The name of the type, whose hash is the type id.
     static constexpr char const* ClassTypeName = Type::ClassTypeName;
 
     /// `classification` is the detector's class ("person"), empty when unknown; `confidence` runs from 0 to 1.
@@ -49,6 +54,7 @@ public:
           confidence(confidence) {}
     Object(Object const&) = default;
 
+    /// What the record was made with.
     std::string const& GetClassification() const { return classification; }
     Box const& GetBox() const { return box; }
     double GetConfidence() const { return confidence; }
@@ -65,6 +71,7 @@ private:
 
 extern template class detail::Object<ObjectType>;
 
+/// The record of one tracked object in one frame.
 using Object = detail::Object<ObjectType>;
 
 }  // namespace qel::meta::data

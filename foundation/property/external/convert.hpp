@@ -13,7 +13,6 @@ namespace qel::property::external {
 /// Texts are not parsed and integers not widened: anything else is a `type::BadCast`.
 template <class T>
 T Convert(object::Object const& object) = delete;
-
 template <>
 QEL_FOUNDATION_EXPORT bool Convert<bool>(object::Object const& object);
 template <>

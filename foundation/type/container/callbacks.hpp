@@ -19,6 +19,7 @@ namespace qel::type::container {
 template <class Signature>
 class Callbacks {
 public:
+    /// What is called.
     using Function = std::function<Signature>;
     /// Keeps a removed callback, so that it can be destroyed where no lock is held.
     using Removed = std::shared_ptr<Function const>;
@@ -43,8 +44,8 @@ public:
         return id < slots.size() ? std::exchange(slots[id].function, nullptr) : nullptr;
     }
 
+    /// How many slots are taken, and whether there is one.
     bool Any() const { return Count() > 0; }
-
     std::size_t Count() const {
         return static_cast<std::size_t>(
             std::count_if(slots.begin(), slots.end(), [](Slot const& each) { return each.function != nullptr; }));

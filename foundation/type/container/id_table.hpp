@@ -11,6 +11,7 @@ namespace qel::type::container {
 /// it is needed than there is.
 class IdTable {
 public:
+    /// The place of an id that has none.
     static constexpr std::uint32_t None = 0xFFFFFFFF;
 
     /// The place of an id, or `None`.
@@ -31,6 +32,7 @@ public:
         slot = {id, place};
     }
 
+    /// Takes the places of all ids.
     void Clear() {
         if (slots.size() > LeastSlots && slots.size() > 16 * used) {
             slots.resize(slots.size() / 2);

@@ -58,8 +58,10 @@ public:
         std::remove_reference_t<decltype(*std::declval<Pointer<Ends> const&>())> current = nullptr;
     };
 
+    /// Locks the container, which must outlive the view.
     explicit Filter(Container& container) : source(container) {}
 
+    /// The items that were there when the view was made.
     Iterator begin() const { return Iterator(source.Begin(), source.End()); }
     Iterator end() const { return Iterator(source.End(), source.End()); }
 

@@ -10,9 +10,11 @@ namespace qel::type::iterator {
 template <class Container, class Iterator>
 class Lock {
 public:
+    /// The container must outlive the lock.
     explicit Lock(Container& container)
         : lock(MakeLock(container)), begin(Iterator(container.Begin())), end(Iterator(container.End())) {}
 
+    /// As they were when the lock was taken.
     Iterator const& Begin() const { return begin; }
     Iterator const& End() const { return end; }
 

@@ -8,16 +8,20 @@ namespace qel::type::iterator {
 template <class Iterator>
 class Pointer {
 public:
+    /// At a place of the container's own walk.
     Pointer() = default;
     explicit Pointer(Iterator at) : at(std::move(at)) {}
 
+    /// Null where the shared pointer is.
     auto operator*() const { return (*at).get(); }
 
+    /// To the next place.
     Pointer& operator++() {
         ++at;
         return *this;
     }
 
+    /// Whether the two are at one place.
     friend bool operator==(Pointer const& left, Pointer const& right) { return left.at == right.at; }
 
 private:

@@ -10,6 +10,7 @@ namespace qel::type::registry {
 template <class Map>
 class [[nodiscard]] Lock {
 public:
+    /// For a registry that is locked; `unlock` is called once. A view that was moved from is none any more.
     Lock(Map& map, std::function<void()> unlock) : map(&map), unlock(std::move(unlock)) {}
     Lock(Lock&& other) noexcept : map(other.map), unlock(std::exchange(other.unlock, nullptr)) {}
     Lock& operator=(Lock&&) = delete;
@@ -20,6 +21,7 @@ public:
         }
     }
 
+    /// The map; not of a view that was moved from.
     Map& operator*() const { return *map; }
     Map* operator->() const { return map; }
 

@@ -13,6 +13,7 @@ namespace qel::type::registry::detail {
 template <class T, class Registry>
 class Scoped {
 public:
+    /// Registers, unless the id is taken. The registry must outlive this object.
     explicit Scoped(Registry& registry) : registry(registry) {
         static_assert(
             requires { T::MakeProperties(); }, "a registered class publishes its settings as static MakeProperties()");
