@@ -8,16 +8,16 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/choices.hpp"
+
 namespace qel::tests {
 
 /// A repeatable source of choices.
-class Random {
+class Random : public Choices {
 public:
     explicit Random(std::uint64_t seed) : engine(seed) {}
 
-    /// From 0 to `count` - 1.
-    std::size_t Below(std::size_t count) { return static_cast<std::size_t>(engine() % count); }
-    bool OneIn(std::size_t count) { return Below(count) == 0; }
+    std::size_t Below(std::size_t count) override { return static_cast<std::size_t>(engine() % count); }
 
 private:
     std::mt19937_64 engine;

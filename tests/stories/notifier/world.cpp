@@ -1,4 +1,4 @@
-#include "tests/observable/notifier_random/world.hpp"
+#include "tests/stories/notifier/world.hpp"
 
 #include <stdexcept>
 
@@ -30,8 +30,10 @@ std::vector<Number> World::Follow(Program const& program) {
                 emitted.push_back(step.first);
                 break;
             case Step::EmitAgain:
-                for (Number const event : AgainEach(step.value, step.first)) {
-                    emitted.push_back(event);
+                if (PassingItems() < ManyItems) {
+                    for (Number const event : AgainEach(step.value, step.first)) {
+                        emitted.push_back(event);
+                    }
                 }
                 break;
             case Step::Append:
@@ -69,6 +71,14 @@ std::vector<Number> World::Follow(Program const& program) {
                 break;
             case Step::Drop:
                 Drop(step.first);
+                break;
+            case Step::Subscribe:
+                Subscribe(step.first);
+                break;
+            case Step::Unsubscribe:
+                if (auto const count = Subscribers(step.first); count > 0) {
+                    Unsubscribe(step.first, step.value % count);
+                }
                 break;
             case Step::Throw:
                 throw std::runtime_error("as the story has it");

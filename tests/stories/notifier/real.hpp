@@ -14,7 +14,7 @@
 #include "foundation/object/primitive.hpp"
 #include "foundation/type/binding.hpp"
 #include "observable/notifier.hpp"
-#include "tests/observable/notifier_random/world.hpp"
+#include "tests/stories/notifier/world.hpp"
 #include "tests/support/frames.hpp"
 #include "tests/support/log_capture.hpp"
 #include "tests/support/scripted.hpp"
@@ -94,8 +94,10 @@ public:
     void SayPath() override;
     void SayWhoIsAlive() override;
     std::size_t Things() const override { return things.size(); }
+    std::size_t Subscribers(Number observable) const override { return observables[observable].subscriptions.size(); }
 
 protected:
+    std::size_t PassingItems() const override { return Items(*passing).size(); }
     std::vector<Number> AgainEach(unsigned int observable, Number record) override;
     void Append(Number event, Number object) override { EventAt(event).AppendObject(Get(object)); }
     void AppendCopy(Number event, Number object) override { EventAt(event).AppendObject(*Get(object)); }
@@ -119,6 +121,10 @@ protected:
     }
     void CallBack(unsigned int member) override;
     void Drop(Number observable) override { observables[observable].binding.Reset(); }
+    void Subscribe(Number observable) override;
+    void Unsubscribe(Number observable, std::size_t subscriber) override {
+        observables[observable].subscriptions[subscriber].Reset();
+    }
 
 private:
     struct ObservableState {

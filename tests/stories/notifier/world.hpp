@@ -32,7 +32,7 @@ struct EventPlan {
 struct Step {
     enum What {
         Emit,          // thing `first`
-        EmitAgain,     // for each event that names observable `value` another, with record `first`
+        EmitAgain,     // for each event that names observable `value` another, with record `first`, unless that is many
         Append,        // object `second` to event `first`
         AppendCopy,    // the same with a copy of the object
         Erase,         // from event `first` the object at place `value`, counted round
@@ -45,6 +45,8 @@ struct Step {
         SetTriggers,   // of observable `first` to whether `value` is odd
         CallBack,      // into the notifier, its member number `value`
         Drop,          // the binding of observable `first`
+        Subscribe,     // one more to observable `first`
+        Unsubscribe,   // from observable `first` its subscriber number `value`, counted round
         Throw,
     };
     What what;
@@ -64,12 +66,14 @@ struct ObservablePlan {
 };
 
 constexpr std::size_t Augmenters = 2;
+constexpr std::size_t ManyItems = 40;  // in a frame: so many are not doubled again
 
 /// What happens during one pass.
 struct PassPlan {
-    std::map<Number, Program> process;                             // by observable
-    std::map<std::pair<Number, std::size_t>, Program> subscriber;  // by observable and subscriber
-    std::array<Number, Augmenters> augmented{Nothing, Nothing};    // what the augmented-meta callbacks return
+    std::map<Number, Program> process;  // by observable
+    std::map<std::pair<Number, std::size_t>, Program>
+        subscriber;                                              // by observable and number in the order of subscribing
+    std::array<Number, Augmenters> augmented{Nothing, Nothing};  // what the augmented-meta callbacks return
     std::optional<std::size_t> augmenterThrows;
     std::optional<std::size_t> sinkThrows;  // at which of the lines of the pass
 };
@@ -110,8 +114,10 @@ public:
 
     std::vector<std::string> const& Said() const { return said; }
     virtual std::size_t Things() const = 0;
+    virtual std::size_t Subscribers(Number observable) const = 0;  // past ones, too
 
 protected:
+    virtual std::size_t PassingItems() const = 0;
     virtual std::vector<Number> AgainEach(unsigned int observable, Number record) = 0;
     virtual void Append(Number event, Number object) = 0;
     virtual void AppendCopy(Number event, Number object) = 0;
@@ -125,6 +131,8 @@ protected:
     virtual void SetTriggers(Number observable, bool value) = 0;
     virtual void CallBack(unsigned int member) = 0;
     virtual void Drop(Number observable) = 0;
+    virtual void Subscribe(Number observable) = 0;
+    virtual void Unsubscribe(Number observable, std::size_t subscriber) = 0;
 
     void Say(std::string line) { said.push_back(std::move(line)); }
 

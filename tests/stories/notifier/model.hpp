@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/observable/notifier_random/world.hpp"
+#include "tests/stories/notifier/world.hpp"
 
 namespace qel::tests {
 
@@ -45,7 +45,12 @@ public:
         Keep(std::make_shared<Thing>(
             Thing{Kind::Event, plan.id, "", plan.start, plan.end, plan.duplicate, plan.final, plan.internal, objects}));
     }
-    void MakeObservable(ObservablePlan const& plan) override { observables.push_back({plan}); }
+    void MakeObservable(ObservablePlan const& plan) override {
+        observables.push_back({plan});
+        while (Subscribers(observables.size() - 1) < plan.subscribers) {
+            Subscribe(observables.size() - 1);
+        }
+    }
     void MakeFrame(std::int64_t time, std::vector<Number> const& items) override {
         frames.push_back({time, {}});
         for (Number const item : items) {
@@ -69,8 +74,10 @@ public:
     void SayPath() override;
     void SayWhoIsAlive() override;
     std::size_t Things() const override { return things.size(); }
+    std::size_t Subscribers(Number observable) const override { return observables[observable].subscribers; }
 
 protected:
+    std::size_t PassingItems() const override { return passing->items.size(); }
     std::vector<Number> AgainEach(unsigned int observable, Number record) override;
     void Append(Number event, Number object) override { things[event]->objects.push_back(Get(object)); }
     void AppendCopy(Number event, Number object) override {
@@ -94,12 +101,16 @@ protected:
     void SetTriggers(Number observable, bool value) override { observables[observable].plan.triggers = value; }
     void CallBack(unsigned int) override { Say("  refused"); }
     void Drop(Number observable) override;
+    void Subscribe(Number observable) override;
+    void Unsubscribe(Number observable, std::size_t subscriber) override;
 
 private:
     struct ObservableState {
         ObservablePlan plan;
         bool held = true;
         std::optional<unsigned int> binding = std::nullopt;  // the id it was made with
+        std::size_t subscribers = 0;
+        std::vector<std::optional<std::size_t>> slots{};  // of subscribers
     };
     struct Frame {
         std::int64_t time;

@@ -1,4 +1,4 @@
-#include "tests/observable/notifier_random/real.hpp"
+#include "tests/stories/notifier/real.hpp"
 
 #include <array>
 #include <functional>
@@ -16,12 +16,22 @@ void Real::MakeObservable(ObservablePlan const& plan) {
     observable->SetId(plan.id);
     observable->SetTriggersAction(plan.triggers);
     observable->dependents = plan.inputs;
-    ObservableState state{observable, observable, {}, {}};
-    for (std::size_t index = 0; index < plan.subscribers; ++index) {
-        state.subscriptions.push_back(observable->Bind(
-            [this, number, index](std::shared_ptr<meta::data::Event> event) { Hear(number, index, *event); }));
+    observables.push_back({observable, observable, {}, {}});
+    while (Subscribers(number) < plan.subscribers) {
+        Subscribe(number);
     }
-    observables.push_back(std::move(state));
+}
+
+void Real::Subscribe(Number observable) {
+    auto const found = Lock(observable);
+    if (!found) {
+        return Say("gone");
+    }
+    auto& subscriptions = observables[observable].subscriptions;
+    subscriptions.push_back(
+        found->Bind([this, observable, index = subscriptions.size()](std::shared_ptr<meta::data::Event> const& event) {
+            Hear(observable, index, *event);
+        }));
 }
 
 std::string Real::Describe(object::Object const* thing) const {

@@ -1,4 +1,4 @@
-#include "tests/observable/notifier_random/model.hpp"
+#include "tests/stories/notifier/model.hpp"
 
 #include <set>
 #include <stdexcept>
@@ -183,6 +183,27 @@ void Model::Drop(Number observable) {
     }
 }
 
+void Model::Subscribe(Number observable) {
+    if (!IsAlive(observable)) {
+        return Say("gone");
+    }
+    auto& [plan, held, binding, subscribers, slots] = observables[observable];
+    std::size_t slot = 0;
+    while (slot < slots.size() && slots[slot]) {
+        ++slot;
+    }
+    slots.resize(std::max(slots.size(), slot + 1));
+    slots[slot] = subscribers++;
+}
+
+void Model::Unsubscribe(Number observable, std::size_t subscriber) {
+    for (auto& slot : observables[observable].slots) {
+        if (slot == subscriber) {
+            slot.reset();
+        }
+    }
+}
+
 void Model::Process(Number frame, PassPlan const& whatHappens) {
     passing = &frames[frame];
     plan = &whatHappens;
@@ -334,10 +355,16 @@ void Model::Notify(Number observable, ThingPtr const& event) {
     for (auto const& object : augmented) {
         event->objects.push_back(object);
     }
-    for (std::size_t index = 0; index < observables[observable].plan.subscribers; ++index) {
-        Say("  " + std::to_string(observable) + " tells subscriber " + std::to_string(index) + " of " +
+    auto const& slots = observables[observable].slots;
+    std::size_t const count = Subscribers(observable);
+    for (std::size_t slot = 0; slot < slots.size(); ++slot) {
+        if (!slots[slot] || *slots[slot] >= count) {
+            continue;
+        }
+        std::size_t const subscriber = *slots[slot];
+        Say("  " + std::to_string(observable) + " tells subscriber " + std::to_string(subscriber) + " of " +
             Describe(event) + " at " + Describe(passing->items));
-        auto const program = plan->subscriber.find({observable, index});
+        auto const program = plan->subscriber.find({observable, subscriber});
         Follow(program == plan->subscriber.end() ? Program() : program->second);
     }
 }
