@@ -1,5 +1,5 @@
 // Any text is a rule file that is told about: either there are mistakes, each a line that names the file and a place in
-// it, or the rules can be made and run. No plug-in is loaded, so rules have the types of the library.
+// it, or the rules can be made and run. They have the types of the library and of the plug-ins beside it.
 
 #include <cstddef>
 #include <cstdint>
@@ -34,7 +34,10 @@ void CheckMessage(Mistake const& mistake) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-    static TypeCatalogue const types;
+    static TypeCatalogue const types = [] {
+        TypeCatalogue::LoadPlugins({});
+        return TypeCatalogue();
+    }();
     auto const reading = ReadRules("rules", std::string(data, data + size), types);
     for (auto const* const list : {&reading.mistakes, &reading.warnings}) {
         for (auto const& mistake : *list) {
