@@ -1,6 +1,7 @@
 #include "observable/detail/block.hpp"
 
 #include <array>
+#include <cstddef>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -17,6 +18,16 @@ namespace {
 
 using meta::data::Object;
 using tests::AllocationsOf;
+
+template <std::size_t size>
+using Bytes = std::array<std::byte, size>;
+
+TEST(BlockTest, GivesAThingTheRoomThatItNeedsUpToTheNextAlignment) {
+    constexpr std::size_t step = alignof(std::max_align_t);
+    EXPECT_EQ(Block::SizeOf<Bytes<1>>, Block::SizeOf<Bytes<step>>);
+    EXPECT_EQ(Block::SizeOf<Bytes<step + 1>>, Block::SizeOf<Bytes<step>> + step);
+    EXPECT_EQ(Block::SizeOf<Bytes<step>> % step, 0u);
+}
 
 TEST(BlockTest, MakesSharedThingsInOnePieceOfMemory) {
     std::vector<std::shared_ptr<Object>> objects;
