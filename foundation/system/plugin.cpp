@@ -1,9 +1,11 @@
 #include "foundation/system/plugin.hpp"
 
 #include <dlfcn.h>
+#include <stdlib.h>
 
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
+#include <memory>
 #include <set>
 
 #include "foundation/logging/logger.hpp"
@@ -27,6 +29,14 @@ bool IsFile(boost::filesystem::path const& file) {
            type == boost::filesystem::status_error;
 }
 
+// Paths are compared as texts: the comparison of Boost's ends the process when memory runs out.
+
+/// The file that a name leads to; the name itself when it leads nowhere.
+std::string RealPath(boost::filesystem::path const& file) {
+    std::unique_ptr<char, decltype(&free)> const real(realpath(file.c_str(), nullptr), &free);
+    return real ? real.get() : file.native();
+}
+
 std::vector<boost::filesystem::path> FindFiles(std::string const& prefix,
                                                std::vector<boost::filesystem::path> const& directories) {
     std::vector<boost::filesystem::path> files;
@@ -37,19 +47,18 @@ std::vector<boost::filesystem::path> FindFiles(std::string const& prefix,
             }
         }
     }
-    std::stable_sort(files.begin(), files.end(),
-                     [](auto const& left, auto const& right) { return left.filename() < right.filename(); });
+    std::stable_sort(files.begin(), files.end(), [](auto const& left, auto const& right) {
+        return left.filename().native() < right.filename().native();
+    });
     return files;
 }
 
 }  // namespace
 
 void LoadAll(std::string const& prefix, std::vector<boost::filesystem::path> const& directories) {
-    std::set<boost::filesystem::path> seen;
+    std::set<std::string> seen;
     for (auto const& file : FindFiles(prefix, directories)) {
-        boost::system::error_code error;
-        auto const real = boost::filesystem::canonical(file, error);
-        if (!seen.insert(error ? file : real).second) {
+        if (!seen.insert(RealPath(file)).second) {
             continue;
         }
         if (dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL) == nullptr) {
