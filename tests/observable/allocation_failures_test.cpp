@@ -2,11 +2,8 @@
 
 #include <chrono>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
-#include <set>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -15,18 +12,11 @@
 #include <gtest/gtest.h>
 
 #include "observable/and.hpp"
-#include "observable/compound.hpp"
-#include "observable/duration_track.hpp"
-#include "observable/event_buffer.hpp"
 #include "observable/graph.hpp"
 #include "observable/log_observable.hpp"
 #include "observable/not.hpp"
 #include "observable/notifier.hpp"
 #include "observable/observable.hpp"
-#include "observable/or.hpp"
-#include "observable/plugin/loader.hpp"
-#include "observable/previous.hpp"
-#include "observable/properties/make.hpp"
 #include "observable/registry/get.hpp"
 #include "tests/support/allocation_failures.hpp"
 #include "tests/support/describe.hpp"
@@ -35,8 +25,6 @@
 #include "tests/support/registered.hpp"
 #include "tests/support/scripted.hpp"
 #include "tests/support/settings.hpp"
-#include "tests/support/stranger.hpp"
-#include "tests/support/timeline.hpp"
 
 namespace qel::observable {
 namespace {
@@ -46,34 +34,23 @@ using meta::data::Event;
 using std::chrono::milliseconds;
 using tests::At;
 using tests::Describer;
+using tests::Frugal;
+using tests::Join;
 using tests::MakeEvent;
-using tests::Operation;
+using tests::Making;
 using tests::Person;
+using tests::Printed;
 using tests::Record;
+using tests::Refusal;
 using tests::Scripted;
 using tests::TextOf;
 using tests::Trial;
 
 using Items = std::vector<std::shared_ptr<object::Object>>;
-using Operations = std::vector<Operation>;
+using Operations = std::vector<tests::Operation>;
 
 /// Does not fit into a short string.
 std::string const Long = "a name that does not fit into a short string";
-
-std::string Join(std::vector<std::string> const& lines) {
-    std::string text;
-    for (auto const& line : lines) {
-        text += line + '\n';
-    }
-    return text;
-}
-
-template <class Printable>
-std::string Printed(Printable const& printable) {
-    std::ostringstream text;
-    text << printable;
-    return text.str();
-}
 
 std::shared_ptr<Scripted> Rule(unsigned int id, std::vector<unsigned int> dependents = {}) {
     auto rule = std::make_shared<Scripted>(Long);
@@ -82,50 +59,9 @@ std::shared_ptr<Scripted> Rule(unsigned int id, std::vector<unsigned int> depend
     return rule;
 }
 
-/// An operation that asks for no memory.
-Operation Frugal(std::string name, std::function<Trial()> prepare) {
-    return {std::move(name), std::move(prepare), false};
-}
-
-/// Makes a T, which is then described.
-template <class Make, class Describe>
-Operation Making(std::string name, Make make, Describe describe) {
-    return {std::move(name), [=] {
-                using Made = decltype(make());
-                auto const made = std::make_shared<std::optional<Made>>();
-                return Trial{[=] { made->emplace(make()); },
-                             [=] { return *made ? describe(**made) : std::string("nothing"); }};
-            }};
-}
-
-/// What refuses something, with which message; under lack of memory it need not come to that.
-template <class Error, class Work>
-std::function<void()> Refused(std::shared_ptr<std::string> const& message, Work work) {
-    return [=] {
-        try {
-            work();
-        } catch (Error const& error) {
-            *message = error.what();
-        }
-    };
-}
-
-/// An operation that is refused with a message, which is whole or not there.
-template <class Error, class Prepare>
-Operation Refusal(std::string name, Prepare prepare) {
-    return {std::move(name), [=] {
-                auto const message = std::make_shared<std::string>();
-                message->reserve(200);
-                Trial trial = prepare();
-                return Trial{Refused<Error>(message, trial.work), [=] { return *message + '\n' + trial.see(); }};
-            }};
-}
-
-class AllocationFailuresTest : public testing::TestWithParam<Operation> {};
+class AllocationFailuresTest : public testing::TestWithParam<tests::Operation> {};
 
 TEST_P(AllocationFailuresTest, AreSurvived) { tests::ExpectToSurviveLackOfMemory(GetParam()); }
-
-auto const NameOf = [](auto const& tested) { return tested.param.name; };
 
 // ---- The base class -------------------------------------------------------------------------------------------------
 
@@ -327,7 +263,7 @@ Operations OfObservable() {
     };
 }
 
-INSTANTIATE_TEST_SUITE_P(Observable, AllocationFailuresTest, testing::ValuesIn(OfObservable()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Observable, AllocationFailuresTest, testing::ValuesIn(OfObservable()), tests::NameOfOperation);
 
 TEST(AugmentedMetaCallbackTest, ThatCannotBeAddedIsDestroyedWithoutTheLock) {
     std::size_t failures = 0;
@@ -438,7 +374,7 @@ Operations OfGraph() {
     };
 }
 
-INSTANTIATE_TEST_SUITE_P(Graph, AllocationFailuresTest, testing::ValuesIn(OfGraph()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Graph, AllocationFailuresTest, testing::ValuesIn(OfGraph()), tests::NameOfOperation);
 
 // ---- The notifier ---------------------------------------------------------------------------------------------------
 
@@ -603,7 +539,7 @@ Operations OfNotifier() {
     };
 }
 
-INSTANTIATE_TEST_SUITE_P(Notifier, AllocationFailuresTest, testing::ValuesIn(OfNotifier()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Notifier, AllocationFailuresTest, testing::ValuesIn(OfNotifier()), tests::NameOfOperation);
 
 TEST(NotifierHandleTest, ThatIsDroppedInsideAPassNeedsNoMemory) {
     Notifier notifier;

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -41,6 +44,64 @@ std::string TextOf(Values const&... values) {
     ((text << values << ' '), ...);
     return text.str();
 }
+
+/// Each with an end of line.
+inline std::string Join(std::vector<std::string> const& lines) {
+    std::string text;
+    for (auto const& line : lines) {
+        text += line + '\n';
+    }
+    return text;
+}
+
+template <class Printable>
+std::string Printed(Printable const& printable) {
+    std::ostringstream text;
+    text << printable;
+    return text.str();
+}
+
+/// An operation that asks for no memory.
+inline Operation Frugal(std::string name, std::function<Trial()> prepare) {
+    return {std::move(name), std::move(prepare), false};
+}
+
+/// Makes a T, which is then described.
+template <class Make, class Describe>
+Operation Making(std::string name, Make make, Describe describe) {
+    return {std::move(name), [=] {
+                using Made = decltype(make());
+                auto const made = std::make_shared<std::optional<Made>>();
+                return Trial{[=] { made->emplace(make()); },
+                             [=] { return *made ? describe(**made) : std::string("nothing"); }};
+            }};
+}
+
+/// What refuses something, with which message; under lack of memory it need not come to that.
+template <class Error, class Work>
+std::function<void()> Refused(std::shared_ptr<std::string> const& message, Work work) {
+    return [=] {
+        try {
+            work();
+        } catch (Error const& error) {
+            *message = error.what();
+        }
+    };
+}
+
+/// An operation that is refused with a message, which is whole or not there.
+template <class Error, class Prepare>
+Operation Refusal(std::string name, Prepare prepare) {
+    return {std::move(name), [=] {
+                auto const message = std::make_shared<std::string>();
+                message->reserve(200);
+                Trial trial = prepare();
+                return Trial{Refused<Error>(message, trial.work), [=] { return *message + '\n' + trial.see(); }};
+            }};
+}
+
+/// For the names of tests.
+inline std::string NameOfOperation(testing::TestParamInfo<Operation> const& tested) { return tested.param.name; }
 
 namespace detail {
 
