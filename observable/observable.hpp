@@ -117,8 +117,8 @@ public:
     static type::Binding AddAugmentedMetaCallback(AugmentedMetaCallback callback);
 
     /// Appends the results of the augmented-meta callbacks to the event and hands it to every subscriber. What one of
-    /// them throws reaches the caller, and those behind it are not called. A null event is refused with
-    /// `std::invalid_argument`.
+    /// them throws reaches the caller, and those behind it are not called; the event keeps what has been appended. A
+    /// null event is refused with `std::invalid_argument`.
     void Notify(std::shared_ptr<meta::data::Event> event) const;
 
     /// The record that names this observable in its events; the same one until the id changes.
