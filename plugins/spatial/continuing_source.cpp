@@ -1,5 +1,6 @@
 #include "plugins/spatial/continuing_source.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace qel::observable::spatial {
@@ -19,53 +20,64 @@ void ObjectSource::Reset() {
 Events ObjectSource::Process(meta::Meta const& frame) {
     auto const now = frame.GetTimestamp();
     auto const zone = FindZone(frame);
-    if (zone) {
-        latestZone = zone;
-    }
-    auto objects = FindObjects(frame);
-    See(objects, now);
-    for (auto& [id, each] : tracked) {
-        each.holds = false;
-    }
-    for (auto& sighting : objects) {
-        unsigned int const id = sighting.object->GetId();
-        bool const holds = zone && Holds(sighting, *zone);
-        if (auto const known = tracked.find(id); known != tracked.end()) {
-            known->second.latest = std::move(sighting);
-            known->second.holds = holds;
-        } else if (holds) {
-            tracked.emplace(id, Tracked{std::move(sighting), {}, {}});
+    auto const objects = FindObjects(frame);
+    MakeRoom(objects);
+    Look(objects, now, zone.get());
+    Events events;
+    for (auto& each : next) {
+        Advance(each, now);
+        if (auto* const stay = StayOf(each); stay != nullptr && stay->episode.IsReported()) {
+            events.push_back(Continue(stay->episode, {each.latest}, zone ? zone : latestZone));
         }
     }
 
-    Events events;
-    for (auto at = tracked.begin(); at != tracked.end();) {
-        auto& each = at->second;
-        Advance(each, now);
-        auto& stay = each.left ? each.left : each.current;
-        if (!stay) {
-            at = tracked.erase(at);
-            continue;
-        }
-        if (stay->episode.IsReported()) {
-            events.push_back(Continue(stay->episode, {each.latest}, latestZone));
-        }
-        ++at;
-    }
+    std::erase_if(next, [](Tracked& each) { return StayOf(each) == nullptr; });
+    tracked.swap(next);
+    next.clear();
     if (tracked.empty()) {
         latestZone.reset();
+    } else if (zone) {
+        latestZone = zone;
     }
+    See(objects, now);
     return events;
 }
 
-void ObjectSource::See(std::vector<Sighting> const&, meta::Timestamp) {}
+void ObjectSource::MakeRoom(std::vector<Sighting> const&) {}
+
+void ObjectSource::See(std::vector<Sighting> const&, meta::Timestamp) noexcept {}
+
+/// Puts into `next` the objects that were tracked and those for which the condition holds.
+void ObjectSource::Look(std::vector<Sighting> const& objects, meta::Timestamp now, meta::data::Zone const* zone) {
+    next.clear();
+    next.reserve(tracked.size() + objects.size());
+    auto known = tracked.begin();
+    auto const keepUpTo = [&](auto const& end) {
+        for (; known != end; ++known) {
+            next.push_back(*known);
+            next.back().holds = false;
+        }
+    };
+    for (auto const& sighting : objects) {
+        unsigned int const id = sighting.object->GetId();
+        keepUpTo(std::find_if(known, tracked.end(), [id](Tracked const& each) { return each.id >= id; }));
+        bool const holds = zone != nullptr && Holds(sighting, now, *zone);
+        if (known != tracked.end() && known->id == id) {
+            next.push_back({id, sighting, known->current, known->left, holds});
+            ++known;
+        } else if (holds) {
+            next.push_back({id, sighting, {}, {}});
+        }
+    }
+    keepUpTo(tracked.end());
+}
 
 bool ObjectSource::GoesOn(Point, Point) const { return true; }
 
 bool ObjectSource::HasLasted(meta::Elapsed) const { return true; }
 
 void ObjectSource::Advance(Tracked& object, meta::Timestamp now) const {
-    auto& [latest, current, left, holds] = object;
+    auto& [id, latest, current, left, holds] = object;
     if (left && !left->episode.Pause(now, GetTimes())) {
         left.reset();
     }
@@ -87,6 +99,11 @@ void ObjectSource::Advance(Tracked& object, meta::Timestamp now) const {
     }
     bool const mayBegin = !left && HasLasted(meta::Elapsed(current->episode.GetOnset(), now));
     current->episode.Hold(now, GetTimes(), mayBegin);
+}
+
+ObjectSource::Stay* ObjectSource::StayOf(Tracked& object) {
+    auto& stay = object.left ? object.left : object.current;
+    return stay ? &*stay : nullptr;
 }
 
 }  // namespace qel::observable::spatial

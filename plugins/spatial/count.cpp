@@ -18,7 +18,8 @@ namespace qel::observable::spatial {
 namespace {
 
 /// Reports that the number of objects in the zone lies between two bounds, with one event for the scene that carries
-/// the objects; through a gap, those of the last frame in which the number was right.
+/// the objects; through a gap, those of the last frame in which the number was right. When a frame fails, it is as if
+/// it had not been.
 class Count : public ContinuingSource {
 public:
     static constexpr char const* ClassTypeName = "qel.observable.spatial.Count";
@@ -72,20 +73,27 @@ Events Count::Process(meta::Meta const& frame) {
         inside = FindObjects(frame);
         std::erase_if(inside, [&](Sighting const& each) { return !Contains(zone->GetPoints(), each.anchor); });
     }
-    if (zone && inside.size() >= minimum && inside.size() <= maximum) {
-        if (!scene) {
-            scene = Scene{Episode(now), {}, {}};
-        }
-        scene->episode.Hold(now, GetTimes());
-        scene->counted = std::move(inside);
-        scene->zone = std::move(zone);
-    } else if (scene && !scene->episode.Pause(now, GetTimes())) {
+    bool const isRight = zone && inside.size() >= minimum && inside.size() <= maximum;
+    auto episode = scene ? std::optional(scene->episode) : std::nullopt;
+    if (isRight) {
+        episode = episode.value_or(Episode(now));
+        episode->Hold(now, GetTimes());
+    } else if (episode && !episode->Pause(now, GetTimes())) {
+        episode.reset();
+    }
+    Events events;
+    if (episode && episode->IsReported()) {
+        events.push_back(isRight ? Continue(*episode, inside, zone) : Continue(*episode, scene->counted, scene->zone));
+    }
+
+    if (!episode) {
         scene.reset();
+    } else if (isRight) {
+        scene = Scene{*episode, std::move(inside), std::move(zone)};
+    } else {
+        scene->episode = *episode;
     }
-    if (!scene || !scene->episode.IsReported()) {
-        return {};
-    }
-    return {Continue(scene->episode, scene->counted, scene->zone)};
+    return events;
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <tuple>
@@ -47,15 +48,22 @@ private:
     static constexpr std::array Directions{Direction{"any", Hand::None}, Direction{"left_to_right", Hand::Right},
                                            Direction{"right_to_left", Hand::Left}};
 
-    void SeeZone(meta::data::Zone const& zone) override;
+    bool LookAt(meta::data::Zone const& zone) override;
+    void See() noexcept override;
     Step Move(Path& path, Point to, meta::data::Zone const& zone) const override;
     Step MoveAtPiece(Path const& path, Point to) const;
     Step MoveAtPieces(Path& path, Point to) const;
     bool IsAskedFor(Hand towards) const { return direction->towards == Hand::None || direction->towards == towards; }
 
+    struct Sight {
+        Line points;
+        Polyline line;
+    };
+    Polyline const& GetLine() const { return (other ? *other : seen).line; }
+
     Direction const* direction = &Directions[0];
-    Line pointsSeen;
-    Polyline line{Line()};
+    Sight seen{Line(), Polyline(Line())};
+    std::optional<Sight> other;  // looked at in place of it
 };
 
 type::registry::detail::Scoped<LineCross, type::Registry<registry::Info>> const registration(registry::Get());
@@ -83,22 +91,30 @@ void LineCross::SetDirection(std::string name) {
     direction = &*found;
 }
 
-void LineCross::SeeZone(meta::data::Zone const& zone) {
-    if (zone.GetPoints() != pointsSeen) {
-        Forget();  // sides of another line mean nothing
-        pointsSeen = zone.GetPoints();
-        line = Polyline(pointsSeen);
+/// Sides of another line mean nothing.
+bool LineCross::LookAt(meta::data::Zone const& zone) {
+    other.reset();
+    if (zone.GetPoints() != seen.points) {
+        other.emplace(Sight{zone.GetPoints(), Polyline(zone.GetPoints())});
+    }
+    return !other;
+}
+
+void LineCross::See() noexcept {
+    if (other) {
+        seen = std::move(*other);
+        other.reset();
     }
 }
 
 PathSource::Step LineCross::Move(Path& path, Point to, meta::data::Zone const&) const {
-    auto const points = line.GetPoints().size();
+    auto const points = GetLine().GetPoints().size();
     return points < 2 ? Step{.side = 0} : points == 2 ? MoveAtPiece(path, to) : MoveAtPieces(path, to);
 }
 
 PathSource::Step LineCross::MoveAtPiece(Path const& path, Point to) const {
-    Point const first = line.GetPoints().front();
-    Point const last = line.GetPoints().back();
+    Point const first = GetLine().GetPoints().front();
+    Point const last = GetLine().GetPoints().back();
     Hand const hand = HandOf(first, last, to);
     auto const side = static_cast<Side>(hand);
     if (hand == Hand::None || path.side == 0 || path.side == side) {
@@ -110,11 +126,11 @@ PathSource::Step LineCross::MoveAtPiece(Path const& path, Point to) const {
 }
 
 PathSource::Step LineCross::MoveAtPieces(Path& path, Point to) const {
-    bool const isOn = line.IsOn(to);
+    bool const isOn = GetLine().IsOn(to);
     if (path.side == 0) {
         return {.side = static_cast<Side>(isOn ? 0 : 1)};
     }
-    path.meeting.Add(line.Meet(path.anchor, to));
+    path.meeting.Add(GetLine().Meet(path.anchor, to));
     if (isOn) {
         return {.side = path.side};
     }

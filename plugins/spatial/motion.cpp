@@ -1,5 +1,7 @@
 #include "plugins/spatial/motion.hpp"
 
+#include <algorithm>
+
 #include "foundation/meta/elapsed.hpp"
 
 namespace qel::observable::spatial {
@@ -10,7 +12,13 @@ constexpr int Resolution = 1000;  // of a window, in steps between samples
 
 }  // namespace
 
-void Motion::Move(meta::Timestamp now, Point to, std::chrono::milliseconds window) {
+void Motion::MakeRoom() {
+    if (samples.full()) {
+        samples.set_capacity(samples.empty() ? 16 : 2 * samples.size());
+    }
+}
+
+void Motion::Move(meta::Timestamp now, Point to, std::chrono::milliseconds window) noexcept {
     while (!samples.empty() && samples.back().time >= now) {
         samples.pop_back();
     }
@@ -24,18 +32,19 @@ void Motion::Move(meta::Timestamp now, Point to, std::chrono::milliseconds windo
     samples.push_back({now, to});
 }
 
-std::optional<Movement> Motion::GetVelocity(std::chrono::milliseconds window, double aspect) const {
-    if (samples.empty()) {
+std::optional<Movement> Motion::GetVelocity(meta::Timestamp now, Point to, std::chrono::milliseconds window,
+                                            double aspect) const {
+    auto const oldest = std::find_if(samples.begin(), samples.end(),
+                                     [&](Sample const& sample) { return meta::Elapsed(sample.time, now) <= window; });
+    if (oldest == samples.end() || oldest->time >= now) {
         return std::nullopt;
     }
-    auto const& [firstTime, from] = samples.front();
-    auto const& [lastTime, to] = samples.back();
-    auto const time = lastTime - firstTime;
-    if (time <= time.zero() || 2 * time < window) {
+    auto const time = now - oldest->time;
+    if (2 * time < window) {
         return std::nullopt;
     }
     double const seconds = std::chrono::duration<double>(time).count();
-    auto const way = Between(from, to, aspect);
+    auto const way = Between(oldest->place, to, aspect);
     return Movement{way.right / seconds, way.down / seconds};
 }
 

@@ -19,26 +19,41 @@ void MotionSource::Reset() {
     paths.clear();
 }
 
-void MotionSource::See(std::vector<Sighting> const& objects, meta::Timestamp now) {
-    ++frameNumber;
-    auto const memory = std::min(GetHoldOff(), window);  // older samples would not count
-    std::erase_if(paths, [&](auto const& each) {
-        return each.second.frame + 1 < frameNumber && meta::Elapsed(each.second.time, now) > memory;
-    });
+void MotionSource::MakeRoom(std::vector<Sighting> const& objects) {
     for (auto const& sighting : objects) {
-        auto& path = paths[sighting.object->GetId()];
-        path.frame = frameNumber;
-        path.time = now;
-        path.motion.Move(now, sighting.anchor, window);
+        paths[sighting.object->GetId()].motion.MakeRoom();
     }
 }
 
-bool MotionSource::Holds(Sighting const& sighting, meta::data::Zone const& zone) const {
+void MotionSource::See(std::vector<Sighting> const& objects, meta::Timestamp now) noexcept {
+    for (auto const& sighting : objects) {
+        auto& path = paths.find(sighting.object->GetId())->second;
+        if (IsForgotten(path, now)) {
+            path.motion.Clear();
+        }
+        path.motion.Move(now, sighting.anchor, window);
+        path.frame = frameNumber + 1;
+        path.time = now;
+    }
+    std::erase_if(paths, [&](auto const& each) { return IsForgotten(each.second, now); });
+    ++frameNumber;
+}
+
+bool MotionSource::Holds(Sighting const& sighting, meta::Timestamp now, meta::data::Zone const& zone) const {
     if (!Contains(zone.GetPoints(), sighting.anchor)) {
         return false;
     }
-    auto const velocity = paths.at(sighting.object->GetId()).motion.GetVelocity(window, aspect);
+    auto const& path = paths.at(sighting.object->GetId());
+    if (IsForgotten(path, now)) {
+        return false;
+    }
+    auto const velocity = path.motion.GetVelocity(now, sighting.anchor, window, aspect);
     return velocity && HoldsAt(*velocity);
+}
+
+bool MotionSource::IsForgotten(Path const& path, meta::Timestamp now) const {
+    return path.frame < frameNumber &&
+           meta::Elapsed(path.time, now) > std::min(GetHoldOff(), window);  // older samples would not count
 }
 
 }  // namespace qel::observable::spatial

@@ -45,15 +45,18 @@ private:
 
     static constexpr std::chrono::milliseconds DefaultWindow{1000};
 
-    void See(std::vector<Sighting> const& objects, meta::Timestamp now) final;
-    bool Holds(Sighting const& sighting, meta::data::Zone const& zone) const final;
+    void MakeRoom(std::vector<Sighting> const& objects) final;
+    void See(std::vector<Sighting> const& objects, meta::Timestamp now) noexcept final;
+    bool Holds(Sighting const& sighting, meta::Timestamp now, meta::data::Zone const& zone) const final;
+    /// Whether an object that comes at this time, or has not come, begins a new path.
+    bool IsForgotten(Path const& path, meta::Timestamp now) const;
 
     /// Whether the condition holds at this velocity, in heights of the picture per second.
     virtual bool HoldsAt(Movement const& velocity) const = 0;
 
     std::chrono::milliseconds window = DefaultWindow;
     double aspect = DefaultAspect;
-    std::uint64_t frameNumber = 0;
+    std::uint64_t frameNumber = 0;       // of the last frame
     std::map<unsigned int, Path> paths;  // by the object's id
 };
 

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -21,6 +20,8 @@ namespace qel::observable::spatial {
 ///
 /// The anchors of one id are one path while they are in consecutive frames or no more than half a second apart;
 /// otherwise the id starts anew and has settled nowhere.
+///
+/// When a frame fails, it is as if it had not been.
 class PathSource : public Source {
 public:
     static constexpr char const* ClassTypeName = "qel.observable.spatial.PathSource";
@@ -38,14 +39,15 @@ protected:
     static constexpr std::chrono::milliseconds DefaultSettle{200};
 
     struct Path {
+        unsigned int id;          // of the object
         std::uint64_t frame = 0;  // of the last sample
-        meta::Timestamp time;
-        Point anchor;
+        meta::Timestamp time = {};
+        Point anchor = {};
         Side side = 0;  // on none before the first sample
-        meta::Timestamp stayStart;
+        meta::Timestamp stayStart = {};
         bool entryReported = false;  // whether the movement that began the stay is one to report
-        std::optional<Side> settled;
-        Meeting meeting;  // with a line of several pieces, while the path is on it
+        std::optional<Side> settled = {};
+        Meeting meeting = {};  // with a line of several pieces, while the path is on it
     };
 
     /// What one movement does.
@@ -60,20 +62,22 @@ protected:
 
     static void AddSettleProperty(std::vector<property::Schema>& schemas);
 
-    /// The next frame has come with this zone.
-    virtual void SeeZone(meta::data::Zone const& zone);
+    /// The next frame is about to bring this zone. Whether paths go on in it.
+    virtual bool LookAt(meta::data::Zone const& zone);
+    /// The next frame has come with the zone that was looked at last.
+    virtual void See() noexcept;
     /// The movement of a path from its last anchor to its next, or its beginning at its first: then it is on no side.
     /// May change `meeting` only.
     virtual Step Move(Path& path, Point to, meta::data::Zone const& zone) const = 0;
 
-    void Forget() { paths.clear(); }
-
 private:
-    bool Advance(Path& path, bool isFirst, Point to, meta::Timestamp now, meta::data::Zone const& zone) const;
+    bool IsForgotten(Path const& path, meta::Timestamp now) const;
+    bool Advance(Path& path, Point to, meta::Timestamp now, meta::data::Zone const& zone) const;
 
     std::chrono::milliseconds settle = DefaultSettle;
-    std::uint64_t frameNumber = 0;
-    std::map<unsigned int, Path> paths;  // by the object's id
+    std::uint64_t frameNumber = 0;  // of the last frame
+    std::vector<Path> paths;        // by ascending id
+    std::vector<Path> next;         // what a frame makes of them; kept for its memory
 };
 
 }  // namespace qel::observable::spatial

@@ -24,7 +24,7 @@ std::vector<property::Schema> Presence::MakeProperties() {
 Presence::Presence(std::string name)
     : ObjectSource(object::TypeIdOf<Presence>, std::move(name), "presence", meta::data::Zone::Shape::Polygon) {}
 
-bool Presence::Holds(Sighting const& sighting, meta::data::Zone const& zone) const {
+bool Presence::Holds(Sighting const& sighting, meta::Timestamp, meta::data::Zone const& zone) const {
     return Contains(zone.GetPoints(), sighting.anchor);
 }
 

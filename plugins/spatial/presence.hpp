@@ -19,7 +19,7 @@ public:
     static std::vector<property::Schema> MakeProperties();
 
 private:
-    bool Holds(Sighting const& sighting, meta::data::Zone const& zone) const override;
+    bool Holds(Sighting const& sighting, meta::Timestamp, meta::data::Zone const& zone) const override;
 };
 
 }  // namespace qel::observable::spatial

@@ -43,7 +43,7 @@ public:
     static std::vector<property::Schema> MakeProperties();
 
 private:
-    bool Holds(Sighting const& sighting, meta::data::Zone const& zone) const override {
+    bool Holds(Sighting const& sighting, meta::Timestamp, meta::data::Zone const& zone) const override {
         return Contains(zone.GetPoints(), sighting.anchor);
     }
     bool GoesOn(Point onset, Point anchor) const override {

@@ -1,0 +1,213 @@
+// Every operation of the family, with each of its allocations failing in turn. A frame that fails is, for the frames
+// behind it, as if it had not been.
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/spatial/support.hpp"
+#include "tests/support/allocation_failures.hpp"
+
+namespace qel::tests::spatial {
+namespace {
+
+class SpatialAllocationFailuresTest : public testing::TestWithParam<Operation> {};
+
+TEST_P(SpatialAllocationFailuresTest, AreSurvived) { ExpectToSurviveLackOfMemory(GetParam()); }
+
+/// Does not fit into a short string.
+std::string const Long = "a name that does not fit into a short string";
+
+/// Where some objects stand from frame to frame, '.' for nowhere, and whether the frame has its zone, and which.
+struct Scene {
+    std::vector<std::string> objects;
+    std::string zones;
+    std::function<std::shared_ptr<meta::data::Zone>(char)> makeZone;
+};
+
+std::shared_ptr<meta::data::Zone> SquareOrNone(char zone) { return zone == 's' ? Square() : nullptr; }
+
+/// An upright line, one with a bend in it, and one with many.
+std::shared_ptr<meta::data::Zone> LineOf(char zone) {
+    std::vector<Point> points{{0.45, 1.0}, {0.45, 0.0}};
+    if (zone == 'b') {
+        points.push_back({0.0, 0.0});
+    }
+    for (int more = 0; zone == 'm' && more < 10; ++more) {
+        points.push_back({0.45 - more / 20.0, more % 2 / 20.0});
+    }
+    return zone == '.' ? nullptr : std::make_shared<meta::data::Zone>(1, "line", points, meta::data::Zone::Shape::Line);
+}
+
+Scene const InSquare{{"..oiiiooi.iioo", "iiiiii.iiiiiii", "ooi.ioioioioio", "....iiii..iii.", "roroioroioroio"},
+                     "ssssss.sssssss",
+                     SquareOrNone};
+Scene const InPicture{{"..012345678765", "01234567..0123", "ooioioi.ioioio", "....0246..246.", "roroioroioroio"},
+                      "ssssss.sssssss",
+                      SquareOrNone};
+Scene const AtLine{{"..olrrooli.oor", "oooorr.rrooooo", "oorooorororoio", "....rrrr..oor.", "roroioroioroio"},
+                   "llllbbb.bbmmml",
+                   LineOf};
+
+/// A rule in front of a scene. Two frames each show the same, a millisecond apart; then come a hundred.
+struct Stage {
+    Stage(std::string const& type, Settings const& settings, Scene const& scene, std::size_t failing)
+        : rule(MakeRule(type, settings)), failing(failing) {
+        rule->SetId(7);
+        rule->SetName(Long);
+        for (std::size_t number = 0; number < 2 * scene.zones.size(); ++number) {
+            frames.push_back(
+                std::make_unique<meta::Meta>(At(static_cast<std::int64_t>(number / 2 * 100 + number % 2))));
+            if (auto zone = scene.makeZone(scene.zones[number / 2])) {
+                frames.back()->Append(std::move(zone));
+            }
+            unsigned int id = 0;
+            for (auto const& places : scene.objects) {
+                ++id;
+                if (char const place = places[number / 2]; place != '.') {
+                    frames.back()->Append(Standing(id, PlaceOf(place)));
+                }
+            }
+        }
+        for (std::size_t number = 0; number < failing; ++number) {
+            Run(number);
+            Describe();
+        }
+        rule->SetName(Long + " and another one");
+    }
+
+    void Run(std::size_t number) { result = rule->Process(*frames[number]); }
+    std::string Describe() {
+        auto text = Join(describe.Each(result)) + '\n';
+        result = {};
+        return text;
+    }
+    std::string See() {
+        std::string text = Describe();
+        for (std::size_t number = failing + 1; number < frames.size(); ++number) {
+            Run(number);
+            text += Describe();
+        }
+        return text;
+    }
+
+    std::shared_ptr<observable::Observable> rule;
+    std::size_t failing;
+    std::vector<std::unique_ptr<meta::Meta>> frames;
+    std::vector<std::shared_ptr<object::Object>> result;
+    Describer describe;
+};
+
+struct Type {
+    std::string name;
+    Settings settings;
+    Scene scene;
+    /// As a compound, whose members may have seen the frame: what they have seen shows from the second of two equal
+    /// frames on.
+    bool maySee = false;
+};
+
+std::vector<Type> Types() {
+    auto const reset = Time("hold_off", 100);
+    return {
+        {"Count", {Number("minimum", 3), Time("hold_on", 100), reset}, InSquare},
+        {"Direction", {Real("heading", 180), Real("tolerance", 90), Time("window", 200), reset}, InPicture},
+        {"Dwell", {Time("duration", 150), reset}, InSquare, true},
+        {"Enter", {Time("settle", 0), Flag("by_path", true)}, InSquare},
+        {"Exit", {Time("settle", 50)}, InSquare},
+        {"LineCross", {Time("settle", 0)}, AtLine},
+        {"Presence", {Time("hold_on", 100), reset}, InSquare},
+        {"Speed", {Real("minimum", 0.1), Time("window", 200), reset}, InPicture},
+        {"Stopped", {Time("duration", 150), reset}, InSquare},
+    };
+}
+
+std::vector<Operation> Frames() {
+    std::vector<Operation> operations;
+    for (auto const& type : Types()) {
+        for (std::size_t number = 0; number < 2 * type.scene.zones.size(); number += 2) {
+            auto const make = [=] { return std::make_shared<Stage>(type.name, type.settings, type.scene, number); };
+            Operation operation{type.name + "InFrame" + std::to_string(number), [=] {
+                                    auto const stage = make();
+                                    return Trial{[=] { stage->Run(number); }, [=] { return stage->See(); }};
+                                }};
+            if (type.maySee) {
+                operation.mayBeSeen = [=](std::string const& seen) {
+                    auto const stage = make();
+                    stage->Run(number);
+                    stage->result = {};
+                    return stage->See() == seen;
+                };
+            }
+            // Without its zone a rule of paths forgets, and that is all.
+            operation.allocates = type.scene.zones[number / 2] != '.' ||
+                                  (type.name != "Enter" && type.name != "Exit" && type.name != "LineCross");
+            operations.push_back(std::move(operation));
+        }
+    }
+    return operations;
+}
+
+INSTANTIATE_TEST_SUITE_P(Frames, SpatialAllocationFailuresTest, testing::ValuesIn(Frames()), NameOfOperation);
+
+/// A value that a setting takes and has not.
+std::shared_ptr<object::Object const> AnotherValue(property::Schema const& schema) {
+    auto const value = schema.GetPrototype()->GetObject();
+    if (value->Is<object::Bool>()) {
+        return std::make_shared<object::Bool>(!value->As<object::Bool>().Get());
+    }
+    if (value->Is<object::UInt32>()) {
+        return std::make_shared<object::UInt32>(value->As<object::UInt32>().Get() / 2);
+    }
+    if (value->Is<object::Double>()) {
+        return std::make_shared<object::Double>(0.5);
+    }
+    if (value->Is<object::Milliseconds>()) {
+        return std::make_shared<object::Milliseconds>(std::chrono::milliseconds(77));
+    }
+    return std::make_shared<object::String>(schema.GetChoices().empty() ? Long + ", " + Long
+                                                                        : schema.GetChoices().back());
+}
+
+std::vector<Operation> OfSettings() {
+    std::vector<Operation> operations;
+    for (auto const& type : Types()) {
+        operations.push_back(Making(
+            "Making" + type.name,
+            [name = "qel.observable.spatial." + type.name] {
+                return observable::Observable::Make(hash::MurmurThree32::MakeData(name.c_str()));
+            },
+            [](auto const& rule) { return rule->GetName(); }));
+        auto const schemas = SchemasOf(*MakeRule(type.name));
+        operations.push_back(Making(
+            "ListingTheSettingsOf" + type.name, [rule = MakeRule(type.name)] { return SchemasOf(*rule); },
+            [](auto const& listed) { return Join(DescribeSettings(listed)); }));
+        for (auto const& schema : schemas) {
+            auto const value = AnotherValue(schema);
+            bool const isText = value->Is<object::String>();
+            operations.push_back(
+                {"Setting_" + schema.GetName() + "_of" + type.name,
+                 [=] {
+                     auto const rule = MakeRule(type.name);
+                     auto const property = BindSetting(schemas, rule, schema.GetName());
+                     return Trial{[=] { property->Set(*value); }, [=] { return ValueText(*property->GetObject()); }};
+                 },
+                 isText && (schema.GetName() != "anchor" && schema.GetName() != "direction")});
+        }
+        operations.push_back(Refusal<std::invalid_argument>("RefusingTheAnchorOf" + type.name, [=] {
+            auto const property = BindSetting(schemas, MakeRule(type.name), "anchor");
+            auto const value = std::make_shared<object::String>(Long);
+            return Trial{[=] { property->Set(*value); }, [=] { return ValueText(*property->GetObject()); }};
+        }));
+    }
+    return operations;
+}
+
+INSTANTIATE_TEST_SUITE_P(Settings, SpatialAllocationFailuresTest, testing::ValuesIn(OfSettings()), NameOfOperation);
+
+}  // namespace
+}  // namespace qel::tests::spatial
