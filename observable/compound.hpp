@@ -18,8 +18,8 @@ namespace qel::observable {
 /// several channel records the last.
 ///
 /// Members belong to no notifier. The last member has the compound's name from
-/// `GetObservables()` and `Process` on. What members throw passes through; when a frame fails, those that had their turn
-/// have seen it.
+/// `GetObservables()` and `Process` on. What members throw passes through; when a frame fails, those that had their
+/// turn have seen it.
 ///
 /// No locks: the notifier serialises the calls.
 class QEL_OBSERVABLE_EXPORT Compound : public Observable {

@@ -53,24 +53,15 @@ Scene const AtLine{{"..olrrooli.oor", "oooorr.rrooooo", "oorooorororoio", "....r
                    "llllbbb.bbmmml",
                    LineOf};
 
-/// A rule in front of a scene. Two frames each show the same, a millisecond apart; then come a hundred.
+/// A rule in front of a scene with 100 ms from frame to frame; each may come again a millisecond later.
 struct Stage {
-    Stage(std::string const& type, Settings const& settings, Scene const& scene, std::size_t failing)
+    Stage(std::string const& type, Settings const& settings, Scene const& scene, bool again, std::size_t failing)
         : rule(MakeRule(type, settings)), failing(failing) {
         rule->SetId(7);
         rule->SetName(Long);
-        for (std::size_t number = 0; number < 2 * scene.zones.size(); ++number) {
-            frames.push_back(
-                std::make_unique<meta::Meta>(At(static_cast<std::int64_t>(number / 2 * 100 + number % 2))));
-            if (auto zone = scene.makeZone(scene.zones[number / 2])) {
-                frames.back()->Append(std::move(zone));
-            }
-            unsigned int id = 0;
-            for (auto const& places : scene.objects) {
-                ++id;
-                if (char const place = places[number / 2]; place != '.') {
-                    frames.back()->Append(Standing(id, PlaceOf(place)));
-                }
+        for (std::size_t number = 0; number < scene.zones.size(); ++number) {
+            for (int later = 0; later <= (again ? 1 : 0); ++later) {
+                frames.push_back(MakeFrame(scene, number, At(static_cast<std::int64_t>(number * 100) + later)));
             }
         }
         for (std::size_t number = 0; number < failing; ++number) {
@@ -78,6 +69,21 @@ struct Stage {
             Describe();
         }
         rule->SetName(Long + " and another one");
+    }
+
+    static std::unique_ptr<meta::Meta> MakeFrame(Scene const& scene, std::size_t number, meta::Timestamp time) {
+        auto frame = std::make_unique<meta::Meta>(time);
+        if (auto zone = scene.makeZone(scene.zones[number])) {
+            frame->Append(std::move(zone));
+        }
+        unsigned int id = 0;
+        for (auto const& places : scene.objects) {
+            ++id;
+            if (char const place = places[number]; place != '.') {
+                frame->Append(Standing(id, PlaceOf(place)));
+            }
+        }
+        return frame;
     }
 
     void Run(std::size_t number) { result = rule->Process(*frames[number]); }
@@ -129,9 +135,12 @@ std::vector<Type> Types() {
 std::vector<Operation> Frames() {
     std::vector<Operation> operations;
     for (auto const& type : Types()) {
-        for (std::size_t number = 0; number < 2 * type.scene.zones.size(); number += 2) {
-            auto const make = [=] { return std::make_shared<Stage>(type.name, type.settings, type.scene, number); };
-            Operation operation{type.name + "InFrame" + std::to_string(number), [=] {
+        for (std::size_t at = 0; at < type.scene.zones.size(); ++at) {
+            std::size_t const number = type.maySee ? 2 * at : at;
+            auto const make = [=] {
+                return std::make_shared<Stage>(type.name, type.settings, type.scene, type.maySee, number);
+            };
+            Operation operation{type.name + "InFrame" + std::to_string(at), [=] {
                                     auto const stage = make();
                                     return Trial{[=] { stage->Run(number); }, [=] { return stage->See(); }};
                                 }};
@@ -144,7 +153,7 @@ std::vector<Operation> Frames() {
                 };
             }
             // Without its zone a rule of paths forgets, and that is all.
-            operation.allocates = type.scene.zones[number / 2] != '.' ||
+            operation.allocates = type.scene.zones[at] != '.' ||
                                   (type.name != "Enter" && type.name != "Exit" && type.name != "LineCross");
             operations.push_back(std::move(operation));
         }
