@@ -281,6 +281,32 @@ std::unordered_map<MurmurThree32, std::string> ListTypes(std::string const& pref
 
 MurmurThree32 const One = MurmurThree32::MakeData("qel.tests.plugin.One");
 
+// The first test, so that nothing is loaded yet, whether it runs alone or before the others.
+TEST(HostsThreadsTest, SeveralMayLoadThePluginsFirst) {
+    RunTogether(4, [](int) {
+        observable::plugin::Loader const loader;
+        EXPECT_THAT(ListTypes("qel.observable.spatial."),
+                    testing::Contains(testing::Pair(testing::_, "qel.observable.spatial.Dwell")));
+    });
+}
+
+TEST(HostsThreadsTest, SeveralMaySetRulesByTheSameSchemas) {
+    observable::plugin::Loader const loader;
+    auto const dwell = MurmurThree32::MakeData("qel.observable.spatial.Dwell");
+    auto const schemas = SchemasOf(*Observable::Make(dwell));
+    RunTogether(4, [&](int thread) {
+        for (int round = 0; round < Frames; ++round) {
+            auto const rule = Observable::Make(dwell);
+            auto const name = std::to_string(thread) + " in round " + std::to_string(round);
+            BindSetting(schemas, rule, "name")->Set(object::String(name));
+            auto const duration = BindSetting(schemas, rule, "duration");
+            duration->Set(object::Milliseconds(std::chrono::milliseconds(round)));
+            EXPECT_EQ(rule->GetName(), name);
+            EXPECT_EQ(ValueText(*duration->GetObject()), std::to_string(round) + "ms");
+        }
+    });
+}
+
 TEST(HostsThreadsTest, EachOfManyHostsGetsWhatOneAloneGets) {
     observable::plugin::Loader const loader;
     auto const scene = MakeScene();
