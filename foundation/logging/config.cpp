@@ -56,9 +56,9 @@ auto& GetSink() {
 
 void WriteToStandardError(std::string const& line, bool important) {
     static auto& logger = *[] {
-        auto made = new spdlog::logger("qel", std::make_shared<spdlog::sinks::stderr_sink_mt>());
+        auto made = std::make_unique<spdlog::logger>("qel", std::make_shared<spdlog::sinks::stderr_sink_mt>());
         made->set_pattern("[%Y-%m-%d %H:%M:%S.%e] [%l] %v");
-        return made;
+        return made.release();
     }();
     logger.log(important ? spdlog::level::err : spdlog::level::info, spdlog::string_view_t(line));
 }

@@ -67,7 +67,15 @@ private:
             out += std::to_string(value);
         } else {
             std::ostringstream text;
-            text << value;
+            text.exceptions(std::ios_base::badbit);  // or it would swallow a lack of memory
+            try {
+                text << value;
+            } catch (std::ios_base::failure const&) {
+                if (text.good()) {
+                    throw;
+                }
+                // The value itself has ended its text.
+            }
             out += text.str();
         }
     }
