@@ -428,7 +428,7 @@ Operations OfFrames() {
                   for (auto at = frame.Begin(); at != frame.End(); at++) {
                       sum += *at ? 1 : 0;
                   }
-                  static_cast<void>(frame.CountLookUps());
+                  static_cast<void>(frame.CountLookUps().asked + sum);
               },
               false)}) {
         operations.insert(operations.end(), more.begin(), more.end());
