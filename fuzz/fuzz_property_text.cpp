@@ -141,8 +141,9 @@ Reading<double> ReadDouble(std::string const& text) {
         return {{},
                 "invalid argument: Failed to parse the string into a double-precision floating point number: " + text};
     }
-    if (std::fpclassify(value) == FP_SUBNORMAL) {
-        // Whether a number is too small when its last bits are lost is left to the C library.
+    if (std::fpclassify(value) == FP_SUBNORMAL || std::isnan(value)) {
+        // Whether a number is too small when its last bits are lost, and whether the digits in the brackets of a nan(0)
+        // may be too many, is left to the C library.
         errno = 0;
         std::strtod(text.c_str(), nullptr);
         error = errno == ERANGE ? std::errc::result_out_of_range : std::errc();
