@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <boost/filesystem/operations.hpp>
+#include <exception>
 #include <memory>
 #include <set>
 
 #include "foundation/logging/logger.hpp"
+#include "foundation/type/registry/detail/loading.hpp"
 
 namespace qel::system::plugin {
 
@@ -53,6 +55,17 @@ std::vector<boost::filesystem::path> FindFiles(std::string const& prefix,
     return files;
 }
 
+void Load(boost::filesystem::path const& file) {
+    type::registry::detail::Loading const loading;
+    void* const library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) {
+        logger.Log(logging::Level::Error, "Failed to load the plug-in '%0%': %1%", file.string(), dlerror());
+    } else if (loading.GetFailure()) {
+        dlclose(library);
+        std::rethrow_exception(loading.GetFailure());
+    }
+}
+
 }  // namespace
 
 void LoadAll(std::string const& prefix, std::vector<boost::filesystem::path> const& directories) {
@@ -61,9 +74,7 @@ void LoadAll(std::string const& prefix, std::vector<boost::filesystem::path> con
         if (!seen.insert(RealPath(file)).second) {
             continue;
         }
-        if (dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL) == nullptr) {
-            logger.Log(logging::Level::Error, "Failed to load the plug-in '%0%': %1%", file.string(), dlerror());
-        }
+        Load(file);
     }
 }
 

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <exception>
+
 #include "foundation/object/object.hpp"
 #include "foundation/type/registry/construct.hpp"
+#include "foundation/type/registry/detail/loading.hpp"
 
 namespace qel::type::registry::detail {
 
@@ -9,7 +12,8 @@ namespace qel::type::registry::detail {
 /// come with the library and go with it.
 ///
 /// The first registration of a type id stays and a later one is dropped silently; the destruction takes out whatever
-/// entry holds the id, and may find none.
+/// entry holds the id, and may find none. What the registration fails with goes to whoever loads the library, when it
+/// is being loaded, and leaves nothing registered.
 template <class T, class Registry>
 class Scoped {
 public:
@@ -17,14 +21,23 @@ public:
     explicit Scoped(Registry& registry) : registry(registry) {
         static_assert(
             requires { T::MakeProperties(); }, "a registered class publishes its settings as static MakeProperties()");
-        auto const type = object::TypeIdOf<T>;
-        auto const view = registry.GetMap();
-        view->try_emplace(type, type, object::TypeNameOf<T>(), &Construct<T>, &T::MakeProperties);
+        try {
+            auto const type = object::TypeIdOf<T>;
+            auto const view = registry.GetMap();
+            view->try_emplace(type, type, object::TypeNameOf<T>(), &Construct<T>, &T::MakeProperties);
+        } catch (...) {
+            hasFailed = Loading::Keep(std::current_exception());
+            if (!hasFailed) {
+                throw;
+            }
+        }
     }
 
     ~Scoped() {
-        auto const view = registry.GetMap();
-        view->erase(object::TypeIdOf<T>);
+        if (!hasFailed) {
+            auto const view = registry.GetMap();
+            view->erase(object::TypeIdOf<T>);
+        }
     }
 
     Scoped(Scoped const&) = delete;
@@ -32,6 +45,7 @@ public:
 
 private:
     Registry& registry;
+    bool hasFailed = false;
 };
 
 }  // namespace qel::type::registry::detail
