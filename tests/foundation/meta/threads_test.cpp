@@ -65,6 +65,8 @@ TEST(FrameThreadsTest, AppendToRemoveFromAndWalkOneFrame) {
                 ASSERT_EQ(found.size(), 1u);
                 ASSERT_EQ(&found.front(), own.get());
             }
+            auto const counts = frame.CountLookUps();
+            ASSERT_LE(counts.found, counts.asked) << "each thread has one event at most";
             frame.RemoveIf([&](auto const& item) { return item == own; });
             ASSERT_TRUE(EventsNaming(frame, self).empty());
         }

@@ -455,6 +455,7 @@ TEST(HostsThreadsTest, NotifiersMayShareFramesRulesAndSubscribers) {
                 auto const added = Observable::AddAugmentedMetaCallback([] { return Zone(1); });
             } else {
                 Set(silence, {"channel", std::make_shared<object::UInt16>(static_cast<std::uint16_t>(number))});
+                Set(silence, Number("input", Nobody + static_cast<std::uint32_t>(number % 2)));
             }
         }
     });
