@@ -281,6 +281,15 @@ TEST(ObservableCopyEventMeta, OfAnEventWithoutObjectsIsTheOwnRecord) {
     EXPECT_THAT(observable.CopyEventMeta(Event()), ElementsAre(observable.MakeObservableMetadata()));
 }
 
+TEST(ObservableCopyEventMeta, TakesMemoryOnceAlsoWhenEverythingIsKept) {
+    Scripted const observable;
+    observable.MakeObservableMetadata();
+    for (std::size_t const persons : {1u, 2u, 8u}) {
+        auto const cause = EventWith(Objects(persons, Person(1)));
+        EXPECT_EQ(tests::AllocationsOf([&] { observable.CopyEventMeta(*cause); }), 1u);
+    }
+}
+
 /// Brings a type into the registry, so that its observables have a type name.
 class ObservableText : public testing::Test {
 protected:

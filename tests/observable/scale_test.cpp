@@ -159,12 +159,24 @@ std::unique_ptr<Meta> FrameWith(unsigned int persons, std::int64_t milliseconds)
     return frame;
 }
 
+std::unique_ptr<Meta> FrameWithAGroup(unsigned int persons, std::int64_t milliseconds) {
+    auto const now = At(milliseconds);
+    meta::data::Event::Objects group{tests::Record(B)};
+    for (unsigned int person = 0; person < persons; ++person) {
+        group.push_back(tests::Person(person));
+    }
+    auto frame = std::make_unique<Meta>(now);
+    frame->Append(tests::MakeEvent(now, now, group));
+    frame->FindEvents(B);
+    return frame;
+}
+
 // What a rule takes for a frame, when it has seen such frames before.
 template <class Rule>
-std::size_t AllocationsFor(Rule& rule, unsigned int persons) {
+std::size_t AllocationsFor(Rule& rule, unsigned int persons, decltype(&FrameWith) frameWith = &FrameWith) {
     std::size_t allocations = 0;
     for (std::int64_t number = 0; number < 5; ++number) {
-        auto const frame = FrameWith(persons, number * 40);
+        auto const frame = frameWith(persons, number * 40);
         allocations = tests::AllocationsOf([&] { rule.Generate(*frame); });
     }
     return allocations;
@@ -186,6 +198,13 @@ TEST(ScaleTest, AnEventIsOneAllocationWithItsCopiesAndOneForItsListWhateverItHol
     Not never("never", 0, C);
     EXPECT_EQ(AllocationsFor(never, 5), 3u);
     EXPECT_EQ(AllocationsFor(*std::make_unique<Not>("silent", 0, A), 5), 0u);
+}
+
+TEST(ScaleTest, WhatIsRememberedOfAGroupIsReportedInOnePieceHoweverLargeItIs) {
+    for (unsigned int const persons : {2u, 50u}) {
+        Previous before("before", 0, B, milliseconds(100));
+        EXPECT_EQ(AllocationsFor(before, persons, FrameWithAGroup), 4u) << "one more for what it remembers";
+    }
 }
 
 }  // namespace
