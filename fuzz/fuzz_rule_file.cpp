@@ -1,6 +1,7 @@
 // Any text is a rule file that is told about: either there are mistakes, each a line that names the file and a place in
 // it, or the rules can be made and run. They have the types of the library and of the plug-ins beside it.
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -8,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "foundation/meta/data/geometry.hpp"
 #include "foundation/meta/data/object.hpp"
 #include "foundation/meta/meta.hpp"
 #include "host/rules/mistake.hpp"
@@ -48,8 +50,11 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         return 0;
     }
     RuleSet rules(reading.file, 1);
-    qel::meta::Meta const frame{qel::meta::Timestamp()};
-    frame.Append(std::make_shared<qel::meta::data::Object>(7, "person"));
-    rules.Process(frame);
+    for (int step = 0; step < 5; ++step) {  // across the picture, and the zones of the seeds
+        qel::meta::Meta const frame{qel::meta::Timestamp(std::chrono::milliseconds(400 * step))};
+        qel::meta::data::Box const box{0.2 * step, 0.15 * step, 0.1, 0.3};
+        frame.Append(std::make_shared<qel::meta::data::Object>(7, "person", box));
+        rules.Process(frame);
+    }
     return 0;
 }
