@@ -62,7 +62,7 @@ public:
     /// subscriber, an augmented-meta callback, a log sink or the frame throws passes through, and `std::bad_weak_ptr`
     /// for a new event that no `std::shared_ptr` owns. The frame then keeps what was appended, and the notifier takes
     /// the next frame as if this one had not been, except that new events of this one may count as occurred within the
-    /// retrigger time, and that those which had left it stay away.
+    /// retrigger time, and that those which had left it stay away. Observables that had their turn have seen the frame.
     void Process(meta::Meta const& frame);
 
 private:

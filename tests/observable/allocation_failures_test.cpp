@@ -361,6 +361,11 @@ Operations OfGraph() {
                                     OnGraph([](RuleGraph& world) { world.graph->GetVertex(4); })),
         Refusal<std::runtime_error>("AskingForAnUnknownObservable",
                                     OnGraph([](RuleGraph& world) { world.graph->GetObservable(4); })),
+        Refusal<std::logic_error>("UsingAGraphThatWasMovedFrom", OnGraph([](RuleGraph&) {
+                                      Graph graph;
+                                      Graph const moved(std::move(graph));
+                                      graph.UpdatePath();
+                                  })),
         Frugal("Looking", OnGraph([](RuleGraph& world) {
                    static_cast<void>(world.graph->GetVertex(3) + world.graph->GetPath().size());
                    static_cast<void>(world.graph->GetObservable(3));

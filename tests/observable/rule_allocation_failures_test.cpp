@@ -14,11 +14,13 @@
 
 #include <gtest/gtest.h>
 
+#include "foundation/meta/views.hpp"
 #include "observable/and.hpp"
 #include "observable/compound.hpp"
 #include "observable/duration_track.hpp"
 #include "observable/event_buffer.hpp"
 #include "observable/not.hpp"
+#include "observable/notifier.hpp"
 #include "observable/or.hpp"
 #include "observable/plugin/loader.hpp"
 #include "observable/previous.hpp"
@@ -387,6 +389,92 @@ Operations OfTheRest() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rest, RuleAllocationFailuresTest, testing::ValuesIn(OfTheRest()), tests::NameOfOperation);
+
+// ---- All together ---------------------------------------------------------------------------------------------------
+
+/// A notifier with a rule of every type, and what must hold of a frame behind another one, whatever failed between
+/// them.
+struct Pass {
+    Pass() {
+        Add(MakeAnd(), 1);
+        Add(MakeOr(), 2);
+        Add(MakeNot(), 3);
+        Add(std::make_shared<Previous>(Long, std::uint16_t{0}, 2, milliseconds(25)), 4);
+        Add(std::make_shared<And>(Long, std::uint16_t{0}, 3, 4, false), 5);
+        Add(std::make_shared<Chain>(), 6);
+        notifier.Process(*frames[0]);
+        Check(*frames[0]);
+    }
+
+    void Add(std::shared_ptr<Observable> const& rule, unsigned int id) {
+        rule->SetId(id);
+        rule->SetTriggersAction(id != 2);
+        handles.push_back(notifier.AddObservable(rule));
+    }
+
+    void Check(Meta const& frame) {
+        std::set<unsigned int> current;
+        std::set<unsigned int> closed;
+        for (auto const& event : meta::EventsOf(frame)) {
+            if (event.GetName() == "test") {  // an input, which stands there already
+                continue;
+            }
+            EXPECT_FALSE(event.IsInternal());
+            EXPECT_TRUE((event.IsFinal() ? closed : current).insert(event.GetId()).second) << "more than once";
+            EXPECT_EQ(event.IsDuplicate(), previous.count(event.GetId()) != 0);
+        }
+        std::set<unsigned int> ended = previous;
+        std::erase_if(ended, [&](unsigned int id) { return current.count(id) != 0; });
+        EXPECT_EQ(closed, ended);
+        endings += ended.size();
+        previous = std::move(current);
+    }
+
+    std::vector<std::unique_ptr<Meta>> frames = tests::MakeFrames({{A, "12 12 23 . 1 12"}, {B, "12 2 . 3 12 1"}});
+    Notifier notifier;
+    std::vector<type::Binding> handles;
+    std::set<unsigned int> previous;
+    std::size_t endings = 0;
+};
+
+template <class Failing>
+void ExpectEventsToGoOnAndEndOnce(std::size_t failing) {
+    std::size_t before = 0;
+    for (bool failed = true; failed; ++before) {
+        SCOPED_TRACE("frame " + std::to_string(failing) + " fails behind " + std::to_string(before) + " allocations");
+        auto const live = tests::LiveBytes();
+        {
+            Pass pass;
+            for (std::size_t number = 1; number < pass.frames.size(); ++number) {
+                auto const process = [&] { pass.notifier.Process(*pass.frames[number]); };
+                if (number == failing && tests::FailsForLackOfMemory<Failing>(before, process)) {
+                    continue;
+                }
+                if (number == failing) {
+                    failed = false;
+                } else {
+                    process();
+                }
+                pass.Check(*pass.frames[number]);
+            }
+        }
+        EXPECT_EQ(tests::LiveBytes(), live);
+    }
+    EXPECT_GT(before, 20u);
+}
+
+TEST(RuleSetAllocationFailuresTest, LetEveryEventGoOnAndEndOnce) {
+    Pass undisturbed;  // makes what is made once in the process
+    for (std::size_t number = 1; number < undisturbed.frames.size(); ++number) {
+        undisturbed.notifier.Process(*undisturbed.frames[number]);
+        undisturbed.Check(*undisturbed.frames[number]);
+    }
+    EXPECT_GT(undisturbed.endings, 5u);
+    for (std::size_t failing = 1; failing < 6; ++failing) {
+        ExpectEventsToGoOnAndEndOnce<tests::FailingAllocation>(failing);
+        ExpectEventsToGoOnAndEndOnce<tests::NoMoreMemory>(failing);
+    }
+}
 
 }  // namespace
 }  // namespace qel::observable
