@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,10 +15,6 @@
 
 namespace qel::tests::spatial {
 namespace {
-
-class SpatialAllocationFailuresTest : public testing::TestWithParam<Operation> {};
-
-TEST_P(SpatialAllocationFailuresTest, AreSurvived) { ExpectToSurviveLackOfMemory(GetParam()); }
 
 /// Does not fit into a short string.
 std::string const Long = "a name that does not fit into a short string";
@@ -115,6 +112,8 @@ struct Type {
     /// As a compound, whose members may have seen the frame: what they have seen shows from the second of two equal
     /// frames on.
     bool maySee = false;
+
+    friend std::ostream& operator<<(std::ostream& stream, Type const& type) { return stream << type.name; }
 };
 
 std::vector<Type> Types() {
@@ -132,36 +131,32 @@ std::vector<Type> Types() {
     };
 }
 
-std::vector<Operation> Frames() {
+std::vector<Operation> FramesOf(Type const& type) {
     std::vector<Operation> operations;
-    for (auto const& type : Types()) {
-        for (std::size_t at = 0; at < type.scene.zones.size(); ++at) {
-            std::size_t const number = type.maySee ? 2 * at : at;
-            auto const make = [=] {
-                return std::make_shared<Stage>(type.name, type.settings, type.scene, type.maySee, number);
+    for (std::size_t at = 0; at < type.scene.zones.size(); ++at) {
+        std::size_t const number = type.maySee ? 2 * at : at;
+        auto const make = [=] {
+            return std::make_shared<Stage>(type.name, type.settings, type.scene, type.maySee, number);
+        };
+        Operation operation{"frame " + std::to_string(at), [=] {
+                                auto const stage = make();
+                                return Trial{[=] { stage->Run(number); }, [=] { return stage->See(); }};
+                            }};
+        if (type.maySee) {
+            operation.mayBeSeen = [=](std::string const& seen) {
+                auto const stage = make();
+                stage->Run(number);
+                stage->result = {};
+                return stage->See() == seen;
             };
-            Operation operation{type.name + "InFrame" + std::to_string(at), [=] {
-                                    auto const stage = make();
-                                    return Trial{[=] { stage->Run(number); }, [=] { return stage->See(); }};
-                                }};
-            if (type.maySee) {
-                operation.mayBeSeen = [=](std::string const& seen) {
-                    auto const stage = make();
-                    stage->Run(number);
-                    stage->result = {};
-                    return stage->See() == seen;
-                };
-            }
-            // Without its zone a rule of paths forgets, and that is all.
-            operation.allocates = type.scene.zones[at] != '.' ||
-                                  (type.name != "Enter" && type.name != "Exit" && type.name != "LineCross");
-            operations.push_back(std::move(operation));
         }
+        // Without its zone a rule of paths forgets, and that is all.
+        operation.allocates =
+            type.scene.zones[at] != '.' || (type.name != "Enter" && type.name != "Exit" && type.name != "LineCross");
+        operations.push_back(std::move(operation));
     }
     return operations;
 }
-
-INSTANTIATE_TEST_SUITE_P(Frames, SpatialAllocationFailuresTest, testing::ValuesIn(Frames()), NameOfOperation);
 
 /// A value that a setting takes and has not.
 std::shared_ptr<object::Object const> AnotherValue(property::Schema const& schema) {
@@ -182,41 +177,52 @@ std::shared_ptr<object::Object const> AnotherValue(property::Schema const& schem
                                                                         : schema.GetChoices().back());
 }
 
-std::vector<Operation> OfSettings() {
-    std::vector<Operation> operations;
-    for (auto const& type : Types()) {
-        operations.push_back(Making(
-            "Making" + type.name,
+std::vector<Operation> SettingsOf(Type const& type) {
+    auto const schemas = SchemasOf(*MakeRule(type.name));
+    std::vector<Operation> operations{
+        Making(
+            "making",
             [name = "qel.observable.spatial." + type.name] {
                 return observable::Observable::Make(hash::MurmurThree32::MakeData(name.c_str()));
             },
-            [](auto const& rule) { return rule->GetName(); }));
-        auto const schemas = SchemasOf(*MakeRule(type.name));
-        operations.push_back(Making(
-            "ListingTheSettingsOf" + type.name, [rule = MakeRule(type.name)] { return SchemasOf(*rule); },
-            [](auto const& listed) { return Join(DescribeSettings(listed)); }));
-        for (auto const& schema : schemas) {
-            auto const value = AnotherValue(schema);
-            bool const isText = value->Is<object::String>();
-            operations.push_back(
-                {"Setting_" + schema.GetName() + "_of" + type.name,
-                 [=] {
-                     auto const rule = MakeRule(type.name);
-                     auto const property = BindSetting(schemas, rule, schema.GetName());
-                     return Trial{[=] { property->Set(*value); }, [=] { return ValueText(*property->GetObject()); }};
-                 },
-                 isText && (schema.GetName() != "anchor" && schema.GetName() != "direction")});
-        }
-        operations.push_back(Refusal<std::invalid_argument>("RefusingTheAnchorOf" + type.name, [=] {
+            [](auto const& rule) { return rule->GetName(); }),
+        Making(
+            "listing the settings", [rule = MakeRule(type.name)] { return SchemasOf(*rule); },
+            [](auto const& listed) { return Join(DescribeSettings(listed)); }),
+        Refusal<std::invalid_argument>("refusing an anchor", [=] {
             auto const property = BindSetting(schemas, MakeRule(type.name), "anchor");
             auto const value = std::make_shared<object::String>(Long);
             return Trial{[=] { property->Set(*value); }, [=] { return ValueText(*property->GetObject()); }};
-        }));
+        })};
+    for (auto const& schema : schemas) {
+        auto const value = AnotherValue(schema);
+        operations.push_back(
+            {"setting " + schema.GetName(),
+             [=] {
+                 auto const property = BindSetting(schemas, MakeRule(type.name), schema.GetName());
+                 return Trial{[=] { property->Set(*value); }, [=] { return ValueText(*property->GetObject()); }};
+             },
+             value->Is<object::String>() && schema.GetChoices().empty()});
     }
     return operations;
 }
 
-INSTANTIATE_TEST_SUITE_P(Settings, SpatialAllocationFailuresTest, testing::ValuesIn(OfSettings()), NameOfOperation);
+class SpatialAllocationFailuresTest : public testing::TestWithParam<Type> {
+protected:
+    static void ExpectToSurvive(std::vector<Operation> const& operations) {
+        for (auto const& operation : operations) {
+            SCOPED_TRACE(operation.name);
+            ExpectToSurviveLackOfMemory(operation);
+        }
+    }
+};
+
+TEST_P(SpatialAllocationFailuresTest, AreSurvivedInEveryFrame) { ExpectToSurvive(FramesOf(GetParam())); }
+
+TEST_P(SpatialAllocationFailuresTest, AreSurvivedByTheSettings) { ExpectToSurvive(SettingsOf(GetParam())); }
+
+INSTANTIATE_TEST_SUITE_P(Types, SpatialAllocationFailuresTest, testing::ValuesIn(Types()),
+                         [](auto const& tested) { return tested.param.name; });
 
 }  // namespace
 }  // namespace qel::tests::spatial
