@@ -324,6 +324,30 @@ TEST(DurationTrackEventTest, ARecordThatIsNullStaysNull) {
     EXPECT_EQ(reported.front()->As<Event>().GetObjects().front(), nullptr);
 }
 
+TEST(DurationTrackEventTest, AllEventsShareTheirTextsForAsLongAsTheseStayTheSame) {
+    Rule rule(milliseconds(0));
+    auto const play = [&](std::int64_t at) {
+        auto const reported = rule.TrackObjects({MakeEvent(At(0), At(0), {Person(3), Person(4)})}, At(at));
+        std::vector<std::shared_ptr<Event>> events;
+        for (auto const& item : reported) {
+            events.push_back(std::static_pointer_cast<Event>(item));
+        }
+        return events;
+    };
+    play(0);
+    auto const first = play(1);
+    auto const second = play(2);
+    ASSERT_EQ(first.size(), 2u);
+    ASSERT_EQ(second.size(), 2u);
+    EXPECT_EQ(&first[0]->GetName(), &first[1]->GetName());
+    EXPECT_EQ(&first[0]->GetName(), &second[0]->GetName());
+    rule.type = "other";
+    auto const third = play(3);
+    ASSERT_EQ(third.size(), 2u);
+    EXPECT_EQ(third[0]->GetType(), "other");
+    EXPECT_EQ(first[0]->GetType(), "duration");
+}
+
 // What counts as input.
 
 TEST(DurationTrackInputTest, NullsAndOtherItemsArePassedOver) {

@@ -200,6 +200,24 @@ TEST(ScaleTest, AnEventIsOneAllocationWithItsCopiesAndOneForItsListWhateverItHol
     EXPECT_EQ(AllocationsFor(*std::make_unique<Not>("silent", 0, A), 5), 0u);
 }
 
+TEST(ScaleTest, AnEventHasRoomForTheChannel) {
+    auto const expectRoom = [](auto&& rule) {
+        auto const frame = FrameWith(3, 0);
+        auto const channel = tests::Channel(3);
+        auto const reported = rule.Generate(*frame);
+        EXPECT_FALSE(reported.empty()) << rule.GetName();
+        for (auto const& item : reported) {
+            auto& event = item->template As<meta::data::Event>();
+            EXPECT_EQ(tests::AllocationsOf([&] { event.AppendObject(channel); }), 0u) << rule.GetName();
+        }
+    };
+    expectRoom(And("both", 0, A, B, false));
+    expectRoom(And("both of a target", 0, A, B, true));
+    expectRoom(Or("either", 0, A, B));
+    expectRoom(Previous("before", 0, B, milliseconds(100)));
+    expectRoom(Not("never", 0, C));
+}
+
 TEST(ScaleTest, WhatIsRememberedOfAGroupIsReportedInOnePieceHoweverLargeItIs) {
     for (unsigned int const persons : {2u, 50u}) {
         Previous before("before", 0, B, milliseconds(100));

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <ios>
 #include <memory>
 #include <ostream>
 #include <stdexcept>
@@ -38,6 +39,10 @@ std::ostream& operator<<(std::ostream& stream, Counted const& counted) {
 /// Cannot be written.
 struct Unwritable {};
 std::ostream& operator<<(std::ostream&, Unwritable const&) { throw std::runtime_error("unwritable"); }
+
+// Fails as a stream does, while the stream that it is written to is good.
+struct Sealed {};
+std::ostream& operator<<(std::ostream&, Sealed const&) { throw std::ios_base::failure("sealed"); }
 
 class LoggerTest : public testing::Test {
 protected:
@@ -209,6 +214,11 @@ TEST_F(LoggerTest, WritesOnlyTheArgumentsThatTheFormatNames) {
     EXPECT_EQ(written, 0);
     EXPECT_EQ(LineOf("%0%%0%", Counted{written}), "countedcounted");
     EXPECT_EQ(written, 2);
+}
+
+TEST_F(LoggerTest, LetsPassTheFailureOfAStreamThatIsNotItsOwn) {
+    EXPECT_THROW(logger.Log(Level::Info, "%0%", Sealed()), std::ios_base::failure);
+    EXPECT_THAT(capture.Take(), IsEmpty());
 }
 
 TEST_F(LoggerTest, HandsOutNoLineWhenAnArgumentCannotBeWritten) {
