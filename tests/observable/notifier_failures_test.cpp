@@ -593,6 +593,40 @@ TEST_F(NotifierDroppedBindingTest, MayAllBeDroppedAtOnceWithoutMemory) {
     }
 }
 
+TEST(NotifierBindingsTest, MayBeDroppedInsideAPassWithoutMemoryDownToTheLast) {
+    for (std::size_t const count : {1u, 2u, 7u}) {
+        SCOPED_TRACE(count);
+        Notifier notifier;
+        std::vector<std::shared_ptr<Scripted>> rules;
+        std::vector<type::Binding> bindings;
+        for (std::size_t left = count; left > 0; --left) {
+            rules.push_back(std::make_shared<Scripted>());
+            bindings.push_back(notifier.AddObservable(rules.back()));
+        }
+        rules.back()->process = [&](Meta const&) {
+            EXPECT_EQ(tests::AllocationsOf([&] { bindings.clear(); }), 0u);
+            return Scripted::Output{};
+        };
+        notifier.Process(Meta(At(0)));
+        EXPECT_THAT(bindings, IsEmpty());
+    }
+}
+
+TEST(NotifierBindingsTest, ThatAreGoneLeaveNothingBehind) {
+    Notifier notifier;
+    auto const rule = std::make_shared<Scripted>();
+    auto const addAndDrop = [&](int times) {
+        for (int left = times; left > 0; --left) {
+            auto const binding = notifier.AddObservable(rule);
+            notifier.RemoveObservable(rule);
+        }
+    };
+    addAndDrop(10);
+    auto const before = tests::LiveBytes();
+    addAndDrop(1000);
+    EXPECT_EQ(tests::LiveBytes(), before);
+}
+
 TEST_F(NotifierDroppedBindingTest, OfAnotherThreadWaitForTheEndOfThePass) {
     std::thread other;
     rule->process = [&](Meta const&) {

@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -198,6 +199,29 @@ TEST(ScaleTest, AnEventIsOneAllocationWithItsCopiesAndOneForItsListWhateverItHol
     Not never("never", 0, C);
     EXPECT_EQ(AllocationsFor(never, 5), 3u);
     EXPECT_EQ(AllocationsFor(*std::make_unique<Not>("silent", 0, A), 5), 0u);
+}
+
+TEST(ScaleTest, AnEventIsInOnePieceWithAllZonesOfItsTarget) {
+    auto const frameWith = [](unsigned int zones, std::int64_t milliseconds) {
+        auto const now = At(milliseconds);
+        auto frame = std::make_unique<Meta>(now);
+        for (unsigned int const input : {A, B}) {
+            meta::data::Event::Objects objects{tests::Record(input), tests::Person(1)};
+            for (unsigned int zone = 0; zone < zones; ++zone) {
+                objects.push_back(tests::Zone(zone));
+            }
+            frame->Append(tests::MakeEvent(now, now, std::move(objects)));
+        }
+        frame->FindEvents(A);
+        return frame;
+    };
+    for (unsigned int const zones : {0u, 1u, 50u}) {
+        SCOPED_TRACE(zones);
+        And target("target", 0, A, B, true);
+        EXPECT_EQ(AllocationsFor(target, zones, +frameWith), 3u);
+        And both("both", 0, A, B, false);
+        EXPECT_EQ(AllocationsFor(both, zones, +frameWith), 3u);
+    }
 }
 
 TEST(ScaleTest, AnEventHasRoomForTheChannel) {
