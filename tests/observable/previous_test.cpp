@@ -496,6 +496,19 @@ TEST_P(PreviousIntervalTest, WhatIsRememberedOutlivesItsInput) {
     EXPECT_EQ(play(1001, "."), "-");
 }
 
+TEST_P(PreviousIntervalTest, WhatIsTooOldWhenItIsSeenIsLetGoAtOnce) {
+    Rule rule(GetParam());
+    std::weak_ptr<object::Object> seen;
+    {
+        auto const person = Person(3);
+        seen = person;
+        meta::Meta const frame(At(5000));
+        frame.Append(MakeEvent(At(0), At(0), {Record(Input), person}));
+        EXPECT_THAT(rule.Process(frame), IsEmpty());
+    }
+    EXPECT_TRUE(seen.expired());
+}
+
 TEST_P(PreviousIntervalTest, ResetForgetsNothing) {
     Rule rule(GetParam());
     Stage play(rule);
