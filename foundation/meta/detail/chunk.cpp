@@ -11,7 +11,7 @@ namespace qel::meta::detail {
 
 namespace {
 
-constexpr std::size_t NoEntry = std::numeric_limits<std::size_t>::max();
+constexpr std::uint32_t NoEntry = std::numeric_limits<std::uint32_t>::max();
 
 }  // namespace
 
@@ -58,9 +58,9 @@ void Chunk::FindEvents(unsigned int observable, std::size_t count, FoundEvents& 
         return;
     }
     std::size_t const before = found.size();
-    for (std::size_t at = chain->first; at != NoEntry && index.entries[at].position < count;
+    for (std::uint32_t at = chain->first; at != NoEntry && index.entries[at].position < count;
          at = index.entries[at].next) {
-        found.push_back(index.entries[at].event);
+        found.push_back(static_cast<data::Event const*>(At(index.entries[at].position).get()));
     }
     index.counts.found += found.size() - before;
 }
@@ -84,8 +84,15 @@ void Chunk::ExtendIndex(std::size_t count) const {
         index.Clear();
         index.keyChanges = keyChanges;
     }
+    if (index.covered >= count) {
+        return;
+    }
+    std::size_t const least = index.entries.size() + (count - index.covered);
+    if (least > index.entries.capacity()) {
+        index.entries.reserve(std::max(least, 2 * index.entries.capacity()));
+    }
+    index.counts.read += count - index.covered;
     for (; index.covered < count; ++index.covered) {
-        ++index.counts.read;
         object::Object const* const item = At(index.covered).get();
         if (item == nullptr || !item->Is<data::Event>()) {
             continue;
@@ -95,7 +102,7 @@ void Chunk::ExtendIndex(std::size_t count) const {
         try {
             for (auto const& each : event.GetObjects()) {
                 if (each && each->Is<data::Observable>()) {
-                    index.Add(static_cast<data::Observable const&>(*each).GetId(), event, index.covered);
+                    index.Add(static_cast<data::Observable const&>(*each).GetId(), index.covered);
                 }
             }
         } catch (...) {
@@ -109,18 +116,24 @@ void Chunk::Index::Clear() noexcept {
     chainOf.Clear();
     chains.clear();
     entries.clear();
+    current = 0;
     covered = 0;
 }
 
-void Chunk::Index::Add(unsigned int observable, data::Event const& event, std::size_t position) {
-    std::size_t const added = entries.size();
-    entries.push_back({&event, position, NoEntry});
-    if (auto const place = chainOf.Find(observable); place != type::container::IdTable::None) {
-        entries[std::exchange(chains[place].last, added)].next = added;
-        return;
+void Chunk::Index::Add(unsigned int observable, std::size_t position) {
+    auto const added = static_cast<std::uint32_t>(entries.size());
+    entries.push_back({static_cast<std::uint32_t>(position), NoEntry});
+    // An observable's events stand together as a rule.
+    if (current == chains.size() || chains[current].observable != observable) {
+        current = chainOf.Find(observable);
+        if (current == type::container::IdTable::None) {
+            current = static_cast<std::uint32_t>(chains.size());
+            chains.push_back({observable, added, added});
+            chainOf.Set(observable, current);
+            return;
+        }
     }
-    chains.push_back({added, added});
-    chainOf.Set(observable, static_cast<std::uint32_t>(chains.size() - 1));
+    entries[std::exchange(chains[current].last, added)].next = added;
 }
 
 Chunk::Index::Chain const* Chunk::Index::Find(unsigned int observable) const {

@@ -86,25 +86,26 @@ private:
     /// Where the events stand that name an observable: chains through `entries`, in order.
     struct Index {
         struct Entry {
-            data::Event const* event;
-            std::size_t position;
-            std::size_t next;
+            std::uint32_t position;
+            std::uint32_t next;
         };
         struct Chain {
-            std::size_t first;
-            std::size_t last;
+            unsigned int observable;
+            std::uint32_t first;
+            std::uint32_t last;
         };
 
         std::mutex mutex;
         type::container::IdTable chainOf;  // by observable
         std::vector<Chain> chains;
         std::vector<Entry> entries;
+        std::uint32_t current = 0;  // the chain that was added to last
         std::size_t covered = 0;
         std::uint64_t keyChanges = 0;
         LookUpCounts counts;
 
         void Clear() noexcept;
-        void Add(unsigned int observable, data::Event const& event, std::size_t position);
+        void Add(unsigned int observable, std::size_t position);
         Chain const* Find(unsigned int observable) const;
     };
 

@@ -82,7 +82,7 @@ TEST(FrameMemoryTest, AnswersALookUpAfterOneForWhichMemoryRanOut) {
 }
 
 TEST(FrameMemoryTest, BuildsAnIndexOnWhereMemoryRanOut) {
-    auto const items = MakeEvents(200);
+    auto const items = MakeEvents(2000);
     Meta const frame = FrameOf(items);
     std::size_t found = 0;
     std::size_t const failures = FailEachAllocationOf([&] { found = EventsNaming(frame, 1).size(); });
