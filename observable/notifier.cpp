@@ -16,7 +16,7 @@
 #include "foundation/meta/data/event.hpp"
 #include "foundation/meta/views.hpp"
 #include "foundation/type/binding/function.hpp"
-#include "observable/detail/event_list.hpp"
+#include "observable/detail/ongoing_events.hpp"
 #include "observable/detail/refuse_null.hpp"
 #include "observable/detail/retrigger_history.hpp"
 #include "observable/graph.hpp"
@@ -71,8 +71,7 @@ private:
     void Emit(Pass const& pass, Observable const& observable, std::shared_ptr<object::Object>& object);
     void CloseEnded(meta::Meta const& frame);
 
-    bool EventOccurredPreviously(meta::data::Event const& event) { return previous.Contains(event.GetId()); }
-    bool EventPending(meta::data::Event const& event) { return current.Contains(event.GetId()); }
+    bool EventOccurredPreviously(meta::data::Event const& event) { return ongoing.Continues(event.GetId()); }
     bool ShouldPreventRetrigger(meta::data::Event const& event) { return history.Contains(event); }
 
     std::mutex lock;
@@ -80,9 +79,8 @@ private:
     Owned observables;
     std::size_t handles = 0;            // that have not been dropped
     std::vector<unsigned int> unbound;  // by the thread that holds the lock
-    detail::EventList previous;
-    detail::EventList current;                      // kept between passes for its memory
-    std::vector<meta::data::Event const*> emitted;  // by one observable in a pass; the same
+    detail::OngoingEvents ongoing;
+    std::vector<meta::data::Event const*> emitted;  // by one observable in a pass; kept for its memory
     detail::RetriggerHistory history;
     std::chrono::milliseconds retriggerTime{0};
     Graph graph;
@@ -185,10 +183,15 @@ void Notifier::Impl::Unbind(unsigned int id) {
 void Notifier::Impl::Process(meta::Meta const& frame) {
     Pass const pass{frame, frame.GetTimestamp(), CopyChannel(frame)};
     Operation const operation(*this);
-    struct ClearAtEnd {  // of what the next pass has no use for: the events of a failed pass, or those before this one
-        detail::EventList& events;
-        ~ClearAtEnd() { events.Clear(); }
-    } const clearAtEnd{current};
+    struct Attempt {  // what goes on is told by the passes that have not failed
+        detail::OngoingEvents& ongoing;
+        bool failed = true;
+        ~Attempt() {
+            if (failed) {
+                ongoing.Abandon();
+            }
+        }
+    } attempt{ongoing};
     history.Expire(pass.now, retriggerTime);
     for (auto const& observable : graph.GetPath()) {
         Run(pass, observable);
@@ -197,7 +200,8 @@ void Notifier::Impl::Process(meta::Meta const& frame) {
     frame.RemoveIf([](std::shared_ptr<object::Object> const& item) {
         return item && item->Is<meta::data::Event>() && static_cast<meta::data::Event const&>(*item).IsInternal();
     });
-    std::swap(previous, current);
+    ongoing.Advance();
+    attempt.failed = false;
 }
 
 void Notifier::Impl::Run(Pass const& pass, std::shared_ptr<Observable> const& observable) {
@@ -211,7 +215,7 @@ void Notifier::Impl::Run(Pass const& pass, std::shared_ptr<Observable> const& ob
             pass.frame.Append(std::move(object));
         }
     }
-    // Those that are in the frame are kept by `current`, those that are not by `generated`.
+    // Those that are in the frame are kept by `ongoing`, those that are not by `generated`.
     auto const count = static_cast<unsigned int>(std::count_if(
         emitted.begin(), emitted.end(), [](meta::data::Event const* event) { return !event->IsDuplicate(); }));
     if (count > 0) {
@@ -228,11 +232,11 @@ void Notifier::Impl::Emit(Pass const& pass, Observable const& observable, std::s
     if (fires && ShouldPreventRetrigger(event)) {
         return;
     }
-    current.Add(std::static_pointer_cast<meta::data::Event>(object));
+    ongoing.Add(std::static_pointer_cast<meta::data::Event>(object));
     if (continues) {
         event.SetDuplicate(true);
     } else {
-        history.Record(pass.now, current.GetEvents().back());
+        history.Record(pass.now, ongoing.GetLast());
     }
     if (!triggers) {
         event.SetInternal(true);
@@ -247,16 +251,15 @@ void Notifier::Impl::Emit(Pass const& pass, Observable const& observable, std::s
 }
 
 void Notifier::Impl::CloseEnded(meta::Meta const& frame) {
-    for (auto const& event : previous.GetEvents()) {
-        // The copy of an internal event would leave the frame again at once.
-        if (EventPending(*event) || event->IsFinal() || event->IsInternal()) {
-            continue;
+    ongoing.ForEachEnded([&](meta::data::Event const& event) {
+        if (event.IsFinal()) {
+            return;
         }
-        auto last = std::make_shared<meta::data::Event>(*event);
+        auto last = std::make_shared<meta::data::Event>(event);
         last->SetFinal(true);
         last->SetDuplicate(true);
         frame.Append(std::move(last));
-    }
+    });
 }
 
 Notifier::Notifier() : impl(std::make_shared<Impl>()) {}
