@@ -26,7 +26,7 @@ public:
     explicit Block(std::size_t size) : memory(::new (::operator new(sizeof(Memory) + size)) Memory(size)) {}
     Block(Block const&) = delete;
     Block& operator=(Block const&) = delete;
-    ~Block() { memory->DropShare(); }
+    ~Block() { memory->DropFirstShare(); }
 
     /// When there is no more room, the thing gets memory of its own.
     template <class T, class... Args>
@@ -55,15 +55,26 @@ private:
             DropShare();
         }
 
-        void DropShare() noexcept {
-            // The last one needs no atomic change.
-            if (shares.load(std::memory_order_acquire) == 1 || shares.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-                this->~Memory();
-                ::operator delete(this);
+        /// That of the block, while no other thread knows of any.
+        void DropFirstShare() noexcept {
+            if (auto const count = shares.load(std::memory_order_relaxed); count == 1) {
+                Delete();
+            } else {
+                shares.store(count - 1, std::memory_order_relaxed);
             }
         }
 
     private:
+        void DropShare() noexcept {
+            // The last one needs no atomic change.
+            if (shares.load(std::memory_order_acquire) == 1 || shares.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+                Delete();
+            }
+        }
+        void Delete() noexcept {
+            this->~Memory();
+            ::operator delete(this);
+        }
         std::byte* Begin() { return reinterpret_cast<std::byte*>(this + 1); }
 
         std::atomic<std::size_t> shares = 1;
