@@ -252,7 +252,8 @@ void Notifier::Impl::Emit(Pass const& pass, Observable const& observable, std::s
 
 void Notifier::Impl::CloseEnded(meta::Meta const& frame) {
     ongoing.ForEachEnded([&](meta::data::Event const& event) {
-        if (event.IsFinal()) {
+        // The copy of an internal event would leave the frame again at once.
+        if (event.IsFinal() || event.IsInternal()) {
             return;
         }
         auto last = std::make_shared<meta::data::Event>(event);

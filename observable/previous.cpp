@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
 #include <ostream>
 #include <span>
 #include <string_view>
@@ -69,20 +68,6 @@ Objects TakeObjects(meta::data::Event const& event) {
     return objects;
 }
 
-std::size_t CountObjects(std::span<Memory* const> memories) {
-    std::size_t count = 0;
-    for (auto const* memory : memories) {
-        count += memory->objects.size();
-    }
-    return count;
-}
-
-/// The memory that so many events take which carry copies of what is remembered.
-std::size_t RoomFor(std::size_t events, std::span<Memory* const> memories) {
-    return events * detail::Block::SizeOf<meta::data::Event> +
-           CountObjects(memories) * detail::Block::SizeOf<meta::data::Object>;
-}
-
 }  // namespace
 
 std::vector<property::Schema> Previous::MakeProperties() {
@@ -121,8 +106,8 @@ private:
     bool IsTooOld(Memory const& memory, meta::Timestamp now) const;
     Items ReportTargets(meta::Timestamp now);
     Items ReportFirst(meta::Timestamp now);
-    std::shared_ptr<meta::data::Event> Report(detail::Block& block, std::span<Memory* const> memories,
-                                              Emitted const* last, Texts const& eventTexts, meta::Timestamp now) const;
+    std::shared_ptr<meta::data::Event> Report(std::span<Memory* const> memories, Emitted const* last,
+                                              Texts const& eventTexts, meta::Timestamp now) const;
     void Commit() noexcept;
     Texts const& GetTexts() { return texts.Get(owner, "previous", "analytics"); }
 
@@ -223,22 +208,12 @@ Items Previous::Impl::ReportTargets(meta::Timestamp now) {
     Items result;
     result.reserve(recalled.size());
     nextEmitted.reserve(recalled.size());
-    // Internal events leave the frame together: one piece of memory does for all. Others are kept one by one.
-    bool const together = !owner.GetTriggersAction();
-    std::optional<detail::Block> block;
-    if (together) {
-        block.emplace(RoomFor(recalled.size(), recalled));
-    }
     auto last = emitted.begin();
     for (auto const& memory : recalled) {
         auto const target = memory->target;
         last = std::find_if(last, emitted.end(), [target](Emitted const& each) { return each.target >= target; });
         bool const goesOn = last != emitted.end() && last->target == target;
-        std::span<Memory* const> const one(&memory, 1);
-        if (!together) {
-            block.emplace(RoomFor(1, one));
-        }
-        auto event = Report(*block, one, goesOn ? &*last : nullptr, eventTexts, now);
+        auto event = Report({&memory, 1}, goesOn ? &*last : nullptr, eventTexts, now);
         nextEmitted.push_back({target, event->GetId(), event->GetStart()});
         result.push_back(std::move(event));
     }
@@ -247,18 +222,21 @@ Items Previous::Impl::ReportTargets(meta::Timestamp now) {
 
 /// Targets that are remembered from before a change of the mode are reported with the rest.
 Items Previous::Impl::ReportFirst(meta::Timestamp now) {
-    detail::Block block(RoomFor(1, recalled));
-    auto event = Report(block, recalled, emitted.empty() ? nullptr : &emitted.front(), GetTexts(), now);
+    auto event = Report(recalled, emitted.empty() ? nullptr : &emitted.front(), GetTexts(), now);
     nextEmitted.push_back({AnyTarget, event->GetId(), event->GetStart()});
     return {std::move(event)};
 }
 
-std::shared_ptr<meta::data::Event> Previous::Impl::Report(detail::Block& block, std::span<Memory* const> memories,
-                                                          Emitted const* last, Texts const& eventTexts,
-                                                          meta::Timestamp now) const {
+std::shared_ptr<meta::data::Event> Previous::Impl::Report(std::span<Memory* const> memories, Emitted const* last,
+                                                          Texts const& eventTexts, meta::Timestamp now) const {
+    std::size_t count = 0;
+    for (auto const* memory : memories) {
+        count += memory->objects.size();
+    }
     meta::data::Event::Objects objects;
-    objects.reserve(1 + CountObjects(memories) + detail::RoomForChannel);
+    objects.reserve(1 + count + detail::RoomForChannel);
     objects.push_back(owner.MakeObservableMetadata());
+    detail::Block block(detail::Block::SizeOf<meta::data::Event> + count * detail::Block::SizeOf<meta::data::Object>);
     for (auto const* memory : memories) {
         for (auto const& object : memory->objects) {
             objects.push_back(block.Make<meta::data::Object>(static_cast<meta::data::Object const&>(*object)));

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "foundation/type/is_unshared.hpp"
-
 namespace qel::meta {
 
 namespace {
@@ -31,6 +29,17 @@ std::shared_ptr<detail::Contents> Inherit(std::shared_ptr<detail::Contents> cons
     }
     copy->inheritedCount = count;
     return copy;
+}
+
+/// Whether no walk, look-up or copy still reads the contents.
+bool IsUnshared(std::shared_ptr<detail::Contents> const& contents) {
+    if (contents.use_count() != 1) {
+        return false;
+    }
+    // use_count() alone does not order what follows behind the reads of another thread that has just let go; taking a
+    // reference, which acquires, does.
+    [[maybe_unused]] auto const held = contents;
+    return true;
 }
 
 }  // namespace
@@ -73,7 +82,7 @@ void Meta::RemoveIf(std::function<bool(std::shared_ptr<object::Object> const&)> 
     if (gone.empty()) {
         return;
     }
-    if (contents->inheritedCount == 0 && type::IsUnshared(contents)) {
+    if (contents->inheritedCount == 0 && IsUnshared(contents)) {
         contents->own.Remove(ownCount, gone);
         ownCount -= gone.size();
         return;

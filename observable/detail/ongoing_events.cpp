@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "foundation/meta/key_changes.hpp"
-#include "foundation/type/is_unshared.hpp"
 
 namespace qel::observable::detail {
 
@@ -26,14 +25,11 @@ bool OngoingEvents::Continues(unsigned int id) {
 }
 
 void OngoingEvents::Advance() {
-    highest = 0;
-    for (auto& entry : current.entries) {
-        highest = std::max(highest, entry.id);
-        if (entry.event->IsInternal() && type::IsUnshared(entry.event)) {
-            entry.event.reset();
-        }
-    }
     std::swap(previous, current);
+    highest = 0;
+    for (auto const& entry : previous.entries) {
+        highest = std::max(highest, entry.id);
+    }
     BeginFrame();
 }
 
@@ -59,7 +55,7 @@ void OngoingEvents::ReadPreviousIds() {
     }
     previous.keyChanges = now;
     for (auto& entry : previous.entries) {
-        if (entry.event && entry.event->GetId() != entry.id) {
+        if (entry.event->GetId() != entry.id) {
             entry.id = entry.event->GetId();
             highest = std::max(highest, entry.id);
             previous.havePlaces = false;
@@ -81,6 +77,7 @@ bool OngoingEvents::ReadIds() {
         entry.id = entry.event->GetId();
     }
     current.distinct = current.distinct && !changed;
+    current.havePlaces = current.havePlaces && !changed;
     return foundGoOn && previous.distinct && !changed;
 }
 

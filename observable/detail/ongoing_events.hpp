@@ -25,30 +25,31 @@ public:
     void Add(std::shared_ptr<meta::data::Event const> event) {
         unsigned int const id = event->GetId();
         current.entries.push_back({std::move(event), id});
+        current.havePlaces = false;
     }
+    /// What has been added last; there is something.
     std::shared_ptr<meta::data::Event const> const& GetLast() const { return current.entries.back().event; }
 
     /// Calls `take(event)` for the events of the last frame of which none with the same id is in the present one, in
-    /// order, but for internal ones.
+    /// order. Reads the ids that the present frame ends with.
     template <class Take>
     void ForEachEnded(Take const& take) {
         bool const foundIsAll = ReadIds();
         for (auto const& entry : previous.entries) {
-            if (entry.event && !entry.event->IsInternal() && !(foundIsAll ? entry.found : IsInCurrent(entry.id))) {
+            if (!(foundIsAll ? entry.found : IsInCurrent(entry.id))) {
                 take(*entry.event);
             }
         }
     }
 
-    /// Once it has been told what has ended: the present frame becomes the last one. Internal events that nobody else
-    /// holds are let go: their ids are enough.
+    /// The present frame becomes the last one, once it has been told what has ended.
     void Advance();
     /// The present frame has failed: nothing has happened.
     void Abandon();
 
 private:
     struct Entry {
-        std::shared_ptr<meta::data::Event const> event;  // null when it has been let go
+        std::shared_ptr<meta::data::Event const> event;
         unsigned int id;
         bool found = false;  // by an event of the present frame
     };

@@ -12,6 +12,7 @@ namespace qel::meta::detail {
 namespace {
 
 constexpr std::uint32_t NoEntry = std::numeric_limits<std::uint32_t>::max();
+constexpr std::size_t LeastEntries = 64;
 
 }  // namespace
 
@@ -84,15 +85,8 @@ void Chunk::ExtendIndex(std::size_t count) const {
         index.Clear();
         index.keyChanges = keyChanges;
     }
-    if (index.covered >= count) {
-        return;
-    }
-    std::size_t const least = index.entries.size() + (count - index.covered);
-    if (least > index.entries.capacity()) {
-        index.entries.reserve(std::max(least, 2 * index.entries.capacity()));
-    }
-    index.counts.read += count - index.covered;
     for (; index.covered < count; ++index.covered) {
+        ++index.counts.read;
         object::Object const* const item = At(index.covered).get();
         if (item == nullptr || !item->Is<data::Event>()) {
             continue;
@@ -122,6 +116,9 @@ void Chunk::Index::Clear() noexcept {
 
 void Chunk::Index::Add(unsigned int observable, std::size_t position) {
     auto const added = static_cast<std::uint32_t>(entries.size());
+    if (entries.capacity() == 0) {
+        entries.reserve(LeastEntries);
+    }
     entries.push_back({static_cast<std::uint32_t>(position), NoEntry});
     // An observable's events stand together as a rule.
     if (current == chains.size() || chains[current].observable != observable) {

@@ -83,7 +83,8 @@ private:
         return {block, shifted - (FirstBlock << block)};
     }
 
-    /// Where the events stand that name an observable: chains through `entries`, in order.
+    /// Where the events stand that name an observable: chains through `entries`, in order. A frame has fewer than 2^32
+    /// items and records.
     struct Index {
         struct Entry {
             std::uint32_t position;

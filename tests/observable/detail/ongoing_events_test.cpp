@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "foundation/meta/data/event.hpp"
+#include "tests/support/allocation_counter.hpp"
 #include "tests/support/frames.hpp"
 #include "tests/support/random.hpp"
 
@@ -26,12 +27,6 @@ using tests::Random;
 using EventPtr = std::shared_ptr<Event>;
 
 EventPtr WithId(unsigned int id) { return MakeEvent(id, At(0), At(0), {}); }
-
-EventPtr Internal(unsigned int id) {
-    auto event = WithId(id);
-    event->SetInternal(true);
-    return event;
-}
 
 void GiveId(Event& event, unsigned int id) { event = Event(id, nullptr, At(0), At(0), {}); }
 
@@ -155,28 +150,7 @@ TEST_F(OngoingEventsTest, SeesTheIdThatAnEventOfThePresentFrameWasGiven) {
     EXPECT_THAT(Add({WithId(9)}), ElementsAre(9));
 }
 
-TEST_F(OngoingEventsTest, InternalEventsGoOnAndDoNotEnd) {
-    Add({Internal(1), Internal(2)});
-    Advance();
-    EXPECT_THAT(Add({WithId(2)}), ElementsAre(2));
-    EXPECT_THAT(Ended(), IsEmpty());
-}
-
-TEST_F(OngoingEventsTest, LetsGoOfInternalEventsThatNobodyElseHolds) {
-    auto const held = Internal(1);
-    std::weak_ptr<Event> const dropped = [&] {
-        auto const event = Internal(2);
-        Add({held, event});
-        return event;
-    }();
-    EXPECT_FALSE(dropped.expired());
-    Advance();
-    EXPECT_TRUE(dropped.expired());
-    GiveId(*held, 7);
-    EXPECT_THAT(Add({WithId(1), WithId(2), WithId(7)}), ElementsAre(2, 7));
-}
-
-TEST_F(OngoingEventsTest, HoldsOtherEventsForOneFrame) {
+TEST_F(OngoingEventsTest, HoldsEventsForOneFrame) {
     std::weak_ptr<Event> const event = [&] {
         auto made = WithId(1);
         Add({made});
@@ -186,6 +160,47 @@ TEST_F(OngoingEventsTest, HoldsOtherEventsForOneFrame) {
     EXPECT_FALSE(event.expired());
     Advance();
     EXPECT_TRUE(event.expired());
+}
+
+TEST_F(OngoingEventsTest, AnswersAfterMemoryRanOut) {
+    std::vector<EventPtr> many;
+    for (unsigned int id = 1; id <= 100; ++id) {
+        many.push_back(WithId(id));
+    }
+    std::vector<EventPtr> const turned(many.rbegin(), many.rend() - 1);
+    std::size_t failures = 0;
+    bool failed = true;
+    while (failed) {
+        OngoingEvents events;
+        auto const play = [&](std::vector<EventPtr> const& frame) {
+            std::size_t continuing = 0;
+            for (auto const& event : frame) {
+                continuing += events.Continues(event->GetId());
+                events.Add(event);
+            }
+            return continuing;
+        };
+        std::vector<unsigned int> ended;
+        ended.reserve(many.size());
+        auto const end = [&] { events.ForEachEnded([&](Event const& event) { ended.push_back(event.GetId()); }); };
+        play(many);
+        play(many);  // every id twice, so that what was found is not enough
+        end();
+        events.Advance();
+        failed = tests::FailsForLackOfMemory(failures, [&] {
+            play(turned);
+            end();
+        });
+        if (failed) {
+            ++failures;
+            events.Abandon();
+            ended.clear();
+            EXPECT_EQ(play(turned), turned.size()) << "after failure " << failures;
+            end();
+        }
+        EXPECT_THAT(ended, ElementsAre(1, 1)) << "after failure " << failures;
+    }
+    EXPECT_GT(failures, 3u);
 }
 
 TEST_F(OngoingEventsTest, AFailedFrameHasNotBeen) {
@@ -205,7 +220,7 @@ public:
     std::vector<Event const*> Ended() const {
         std::vector<Event const*> ended;
         for (auto const& event : last) {
-            if (!event->IsInternal() && !IsIn(present, event->GetId())) {
+            if (!IsIn(present, event->GetId())) {
                 ended.push_back(event.get());
             }
         }
@@ -225,6 +240,20 @@ private:
         return std::any_of(events.begin(), events.end(), [id](auto const& event) { return event->GetId() == id; });
     }
 };
+
+/// A new event, or sometimes one that is there already.
+EventPtr WithIdOrAgain(Random& random, Model const& model, unsigned int id) {
+    if (random.Below(4) == 0) {
+        for (auto const* events : {&model.last, &model.present}) {
+            for (auto const& event : *events) {
+                if (event->GetId() == id) {
+                    return event;
+                }
+            }
+        }
+    }
+    return WithId(id);
+}
 
 void PlayFrames(Random& random) {
     OngoingEvents ongoing;
@@ -264,7 +293,7 @@ void PlayFrames(Random& random) {
             if (!continues && random.Below(4) == 0) {
                 continue;  // left out, as one that comes again too soon
             }
-            auto const event = random.Below(3) == 0 ? Internal(id) : WithId(id);
+            auto const event = WithIdOrAgain(random, model, id);
             ongoing.Add(event);
             model.Add(event);
             changeId(model.present);
