@@ -7,6 +7,7 @@
 #include <boost/filesystem/operations.hpp>
 #include <exception>
 #include <memory>
+#include <mutex>
 #include <set>
 
 #include "foundation/logging/logger.hpp"
@@ -56,6 +57,11 @@ std::vector<boost::filesystem::path> FindFiles(std::string const& prefix,
 }
 
 void Load(boost::filesystem::path const& file) {
+    // One at a time: who gets a library that another thread is still loading learns nothing of its failures, and keeps
+    // it from being unloaded. Recursive, since a plug-in may load others; never destroyed, as they may do so at any
+    // time.
+    static auto& mutex = *new std::recursive_mutex;
+    std::lock_guard<std::recursive_mutex> const lock(mutex);
     type::registry::detail::Loading const loading;
     void* const library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {
