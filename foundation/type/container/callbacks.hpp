@@ -39,6 +39,8 @@ public:
         return static_cast<unsigned int>(slot - slots.begin());
     }
 
+    unsigned int Insert(Function const& function) { return Insert(Function(function)); }
+
     /// Empties the slot and returns what it held: nothing for an id that is out of range or free.
     Removed Remove(unsigned int id) noexcept {
         return id < slots.size() ? std::exchange(slots[id].function, nullptr) : nullptr;

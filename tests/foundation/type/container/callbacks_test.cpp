@@ -44,6 +44,13 @@ TEST_F(CallbacksTest, NumbersCallbacksFromZero) {
     EXPECT_EQ(Call(), "abc");
 }
 
+TEST_F(CallbacksTest, TakesACopyOfAFunctionThatTheCallerKeeps) {
+    std::function<void()> const kept = Tell("a");
+    EXPECT_EQ(callbacks.Insert(kept), 0u);
+    EXPECT_EQ(callbacks.Insert(kept), 1u);
+    EXPECT_EQ(Call(), "aa");
+}
+
 TEST_F(CallbacksTest, UsesTheLowestFreeSlotFirst) {
     for (char const* const name : {"a", "b", "c", "d"}) {
         callbacks.Insert(Tell(name));
