@@ -14,6 +14,7 @@ std::shared_ptr<meta::data::Event> ContinuingSource::Continue(Episode& episode, 
 
 void ObjectSource::Reset() {
     tracked.clear();
+    next.clear();  // a frame may have failed
     latestZone.reset();
 }
 
