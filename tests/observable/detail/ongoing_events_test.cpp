@@ -150,6 +150,16 @@ TEST_F(OngoingEventsTest, SeesTheIdThatAnEventOfThePresentFrameWasGiven) {
     EXPECT_THAT(Add({WithId(9)}), ElementsAre(9));
 }
 
+TEST_F(OngoingEventsTest, SeesAnIdThatWasGivenAfterItHasToldWhatEnded) {
+    Add({WithId(1), WithId(1), WithId(2)});
+    Advance();
+    auto const changing = WithId(2);
+    Add({WithId(1), changing});
+    EXPECT_THAT(Ended(), IsEmpty());
+    GiveId(*changing, 9);
+    EXPECT_THAT(Ended(), ElementsAre(2));
+}
+
 TEST_F(OngoingEventsTest, HoldsEventsForOneFrame) {
     std::weak_ptr<Event> const event = [&] {
         auto made = WithId(1);
