@@ -172,6 +172,34 @@ TEST_F(OngoingEventsTest, HoldsEventsForOneFrame) {
     EXPECT_TRUE(event.expired());
 }
 
+TEST_F(OngoingEventsTest, NeedsNoTableWhileEventsGoOnInTheirOrder) {
+    std::vector<EventPtr> many;
+    for (unsigned int id = 1; id <= 100; ++id) {
+        many.push_back(WithId(id));
+    }
+    auto play = [&, first = std::size_t{0}](std::size_t end) mutable {
+        ++first;  // one has ended, and one is new
+        std::size_t continuing = 0;
+        for (std::size_t place = first; place < end; ++place) {
+            continuing += ongoing.Continues(many[place]->GetId());
+            ongoing.Add(many[place]);
+        }
+        std::size_t ended = 0;
+        ongoing.ForEachEnded([&](Event const&) { ++ended; });
+        EXPECT_EQ(ended, first > 1 ? 1u : 0u);
+        ongoing.Advance();
+        return continuing;
+    };
+    play(90);
+    play(91);  // both lists have their memory now
+    EXPECT_EQ(tests::AllocationsOf([&] {
+                  for (std::size_t end = 92; end <= 100; ++end) {
+                      EXPECT_EQ(play(end), 88u);
+                  }
+              }),
+              0u);
+}
+
 TEST_F(OngoingEventsTest, AnswersAfterMemoryRanOut) {
     std::vector<EventPtr> many;
     for (unsigned int id = 1; id <= 100; ++id) {
