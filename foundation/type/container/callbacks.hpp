@@ -39,6 +39,7 @@ public:
         return static_cast<unsigned int>(slot - slots.begin());
     }
 
+    /// The same with a copy of a function that the caller keeps.
     unsigned int Insert(Function const& function) { return Insert(Function(function)); }
 
     /// Empties the slot and returns what it held: nothing for an id that is out of range or free.
