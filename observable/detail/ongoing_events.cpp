@@ -81,7 +81,7 @@ bool OngoingEvents::ReadIds() {
     return foundGoOn && previous.distinct && !changed;
 }
 
-/// Events go on from frame to frame in much the same order, and nearly all that do not are new ones.
+/// Nearly all that do not go on are new, with an id above all others: these need no table either.
 std::uint32_t OngoingEvents::FindPrevious(unsigned int id) {
     constexpr std::size_t near = 4;  // of the events before it some have ended
     auto const& entries = previous.entries;
