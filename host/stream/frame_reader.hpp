@@ -10,6 +10,7 @@
 #include "foundation/meta/data/object.hpp"
 #include "foundation/meta/timestamp.hpp"
 #include "host/rules/mistake.hpp"
+#include "host/stream/line_reader.hpp"
 
 namespace qel::host {
 
@@ -36,6 +37,8 @@ struct Entry {
 /// Reads the frames of a stream in their order, in two steps of which the second may be taken on other threads.
 class FrameReader {
 public:
+    /// The lines outlive the reader.
+    explicit FrameReader(LineReader& lines) : lines(lines) {}
     virtual ~FrameReader() = default;
 
     /// Fetches the next frame; false at the end, or when one that may not wait would have to. Throws `UnreadableLine`,
@@ -48,6 +51,15 @@ public:
 
     /// Both at once: the next frame, waiting for it; false at the end.
     bool Next(Frame& frame);
+
+protected:
+    /// For a line that was read, as long ago as it may be.
+    UnreadableLine Unreadable(std::uint64_t line, std::string key, std::string_view value, std::string problem,
+                              std::string allowed) const;
+    /// For the line that was read last, which is longer than what is kept of lines.
+    UnreadableLine LineTooLong() const;
+
+    LineReader& lines;
 };
 
 /// Notices an id that stands twice in one frame.

@@ -228,8 +228,7 @@ bool JsonlReader::Fetch(Entry& entry, bool mayWait) {
         }
         entry.line = lines.GetLineNumber();
         if (result == LineReader::Result::TooLong) {
-            throw Unreadable(entry.line, "", "", "line too long",
-                             fmt::format("{} MiB", LineReader::MaximumLength / (1024 * 1024)));
+            throw LineTooLong();
         }
         if (entry.text.find_first_not_of(" \t\r") != std::string_view::npos) {
             return true;
@@ -243,23 +242,11 @@ void JsonlReader::Parse(Entry& entry) const {
     try {
         parser.Parse(entry.text, entry.frame);
     } catch (NotJson const& error) {
-        throw Unreadable(entry.line, "", std::string(entry.text), fmt::format("not JSON: {}", error.reason), AnObject);
+        throw Unreadable(entry.line, "", entry.text, fmt::format("not JSON: {}", error.reason), AnObject);
     } catch (Refusal const& refusal) {
         throw Unreadable(entry.line, refusal.key, refusal.value ? simdjson::minify(*refusal.value) : "",
                          refusal.problem, refusal.allowed);
     }
-}
-
-UnreadableLine JsonlReader::Unreadable(std::uint64_t line, std::string key, std::string value, std::string problem,
-                                       std::string allowed) const {
-    return {{lines.GetName(),
-             static_cast<std::size_t>(line),
-             0,
-             std::move(key),
-             std::move(value),
-             std::move(problem),
-             std::move(allowed),
-             {}}};
 }
 
 }  // namespace qel::host

@@ -63,7 +63,7 @@ std::string ClassName(double number) {
 }  // namespace
 
 MotReader::MotReader(LineReader& lines, FrameClock const& clock, Picture const& picture)
-    : lines(lines), clock(clock), picture(picture) {}
+    : FrameReader(lines), clock(clock), picture(picture) {}
 
 bool MotReader::Fetch(Entry& entry, bool mayWait) {
     if (!mayWait || !PutTogether(entry.frame)) {
@@ -141,8 +141,7 @@ bool MotReader::ReadLine(Line& line) {
             case LineReader::Result::End:
                 return false;
             case LineReader::Result::TooLong:
-                line.error = Unreadable("", "", "line too long",
-                                        fmt::format("{} MiB", LineReader::MaximumLength / (1024 * 1024)));
+                line.error = LineTooLong();
                 return true;
             case LineReader::Result::Line:
                 if (text = Trim(text); !text.empty()) {
@@ -210,14 +209,8 @@ void MotReader::ParseLine(std::string_view text, Line& line) const {
 
 UnreadableLine MotReader::Unreadable(std::string key, std::string_view value, std::string problem,
                                      std::string allowed) const {
-    return {{lines.GetName(),
-             static_cast<std::size_t>(lines.GetLineNumber()),
-             0,
-             std::move(key),
-             std::string(value),
-             std::move(problem),
-             std::move(allowed),
-             {}}};
+    return FrameReader::Unreadable(lines.GetLineNumber(), std::move(key), value, std::move(problem),
+                                   std::move(allowed));
 }
 
 }  // namespace qel::host

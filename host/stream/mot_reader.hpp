@@ -23,7 +23,7 @@ public:
     /// How many frame numbers in a row may be missing.
     static constexpr std::uint64_t LargestGap = 1'000'000;
 
-    /// The lines outlive the reader. The clock's first frame has the number 1.
+    /// The clock's first frame has the number 1.
     MotReader(LineReader& lines, FrameClock const& clock, Picture const& picture);
 
     /// Waits for all frames, since what follows a frame tells where it ends. They need no parsing.
@@ -42,9 +42,9 @@ private:
     void ParseLine(std::string_view text, Line& line) const;
     void Take(Line line);
     void Advance();
+    /// For the line that was read last.
     UnreadableLine Unreadable(std::string key, std::string_view value, std::string problem, std::string allowed) const;
 
-    LineReader& lines;
     FrameClock clock;
     Picture picture;
     std::uint64_t current = 0;  // the frame that is put together, 0 before the first
