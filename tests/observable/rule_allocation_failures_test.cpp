@@ -26,7 +26,7 @@
 #include "observable/previous.hpp"
 #include "observable/properties/make.hpp"
 #include "tests/support/allocation_failures.hpp"
-#include "tests/support/describe.hpp"
+#include "tests/support/failing_frame.hpp"
 #include "tests/support/frames.hpp"
 #include "tests/support/scripted.hpp"
 #include "tests/support/settings.hpp"
@@ -38,7 +38,6 @@ namespace {
 using meta::Meta;
 using meta::data::Event;
 using std::chrono::milliseconds;
-using tests::Describer;
 using tests::Frugal;
 using tests::Join;
 using tests::Making;
@@ -67,72 +66,26 @@ struct Play {
     std::string a;
     std::string b;
     std::size_t failing;
-    std::function<void(Observable&, std::size_t)> before = [](auto&, std::size_t) {};
+    tests::FailingFrame::Before before = [](auto&, std::size_t) {};
 };
 
-struct Stage {
-    Stage(std::shared_ptr<Observable> made, Play played)
-        : rule(std::move(made)), play(std::move(played)), frames(tests::MakeFrames({{A, play.a}, {B, play.b}})) {
-        rule->SetId(7);
+template <class Make>
+tests::MakeFailingFrame Playing(Make make, Play play) {
+    return [=] {
+        auto frames = tests::MakeFrames({{A, play.a}, {B, play.b}});
         for (auto const& frame : frames) {
             for (auto const& item : tests::Items(*frame)) {
                 item->As<Event>().AppendObject(tests::Zone(static_cast<unsigned int>(item.use_count()) + 90));
             }
         }
-        for (std::size_t number = 0; number < play.failing; ++number) {
-            Process(number);
-            Describe();
-        }
-        play.before(*rule, play.failing);
-    }
-
-    /// The last result is kept, where nothing else needs memory.
-    void Run(std::size_t number) { result = rule->Process(*frames[number]); }
-    void Process(std::size_t number) {
-        play.before(*rule, number);
-        Run(number);
-    }
-    std::string Describe() {
-        auto text = Join(describe.Each(result)) + '\n';
-        result = {};
-        return text;
-    }
-    std::string See() {
-        std::string text = Describe();
-        for (std::size_t number = play.failing + 1; number < frames.size(); ++number) {
-            Process(number);
-            text += Describe();
-        }
-        return text;
-    }
-
-    std::shared_ptr<Observable> rule;
-    Play play;
-    std::vector<std::unique_ptr<Meta>> frames;
-    Items result;
-    Describer describe;
-};
+        return std::make_shared<tests::FailingFrame>(make(), std::move(frames), play.failing, play.before);
+    };
+}
 
 /// A frame of a rule that `make` makes.
 template <class Make>
 tests::Operation Frame(std::string name, Make make, Play play) {
-    return {std::move(name), [=] {
-                auto const stage = std::make_shared<Stage>(make(), play);
-                return Trial{[=] { stage->Run(play.failing); }, [=] { return stage->See(); }};
-            }};
-}
-
-/// The same for a rule that may have seen the frame when it fails.
-template <class Make>
-tests::Operation SeenFrame(std::string name, Make make, Play play) {
-    auto operation = Frame(std::move(name), make, play);
-    operation.mayBeSeen = [=](std::string const& seen) {
-        Stage stage(make(), play);
-        stage.Run(play.failing);
-        stage.result.clear();
-        return seen == stage.See();
-    };
-    return operation;
+    return tests::UnseenFrame(std::move(name), Playing(make, std::move(play)));
 }
 
 template <class Combinator>
@@ -291,8 +244,8 @@ Operations OfBases() {
                                           std::make_shared<Broken>(std::vector<std::shared_ptr<Observable>>{});
                                       return Trial{[=] { broken->GetObservables(); }, [] { return ""; }};
                                   }),
-        SeenFrame("FirstFrameOfACompound", makeChain, {"12 1 . 2 .", "1 1 1 1 1", 0}),
-        SeenFrame("FrameOfACompound", makeChain, {"12 13,12 . . 2", "1 1 1 1 1", 1}),
+        tests::SeenFrame("FirstFrameOfACompound", Playing(makeChain, {"12 1 . 2 .", "1 1 1 1 1", 0})),
+        tests::SeenFrame("FrameOfACompound", Playing(makeChain, {"12 13,12 . . 2", "1 1 1 1 1", 1})),
         Making("MakingADurationTrack", makeLasting, [](auto const& made) { return made->GetName(); }),
         Frame("FrameOfADurationTrack", makeLasting, {"12 12 13,1 12,9 12 .", ". . 5 . 1 .", 2}),
         Frame("FrameOfADurationTrackThatGoesOn", makeLasting, {"12 12 12 12 12 .", ". . . 5 1 .", 3}),

@@ -12,6 +12,7 @@
 
 #include "tests/spatial/support.hpp"
 #include "tests/support/allocation_failures.hpp"
+#include "tests/support/failing_frame.hpp"
 
 namespace qel::tests::spatial {
 namespace {
@@ -50,60 +51,31 @@ Scene const AtLine{{"..olrrooli.oor", "oooorr.rrooooo", "oorooorororoio", "....r
                    "llllbbb.bbmmml",
                    LineOf};
 
-/// A rule in front of a scene with 100 ms from frame to frame; each may come again a millisecond later.
-struct Stage {
-    Stage(std::string const& type, Settings const& settings, Scene const& scene, bool again, std::size_t failing)
-        : rule(MakeRule(type, settings)), failing(failing) {
-        rule->SetId(7);
-        rule->SetName(Long);
-        for (std::size_t number = 0; number < scene.zones.size(); ++number) {
-            for (int later = 0; later <= (again ? 1 : 0); ++later) {
-                frames.push_back(MakeFrame(scene, number, At(static_cast<std::int64_t>(number * 100) + later)));
-            }
-        }
-        for (std::size_t number = 0; number < failing; ++number) {
-            Run(number);
-            Describe();
-        }
-        rule->SetName(Long + " and another one");
+std::unique_ptr<meta::Meta> MakeFrame(Scene const& scene, std::size_t number, meta::Timestamp time) {
+    auto frame = std::make_unique<meta::Meta>(time);
+    if (auto zone = scene.makeZone(scene.zones[number])) {
+        frame->Append(std::move(zone));
     }
+    unsigned int id = 0;
+    for (auto const& places : scene.objects) {
+        ++id;
+        if (char const place = places[number]; place != '.') {
+            frame->Append(Standing(id, PlaceOf(place)));
+        }
+    }
+    return frame;
+}
 
-    static std::unique_ptr<meta::Meta> MakeFrame(Scene const& scene, std::size_t number, meta::Timestamp time) {
-        auto frame = std::make_unique<meta::Meta>(time);
-        if (auto zone = scene.makeZone(scene.zones[number])) {
-            frame->Append(std::move(zone));
+/// A scene with 100 ms from frame to frame; each may come again a millisecond later.
+FailingFrame::Frames MakeFrames(Scene const& scene, bool again) {
+    FailingFrame::Frames frames;
+    for (std::size_t number = 0; number < scene.zones.size(); ++number) {
+        for (int later = 0; later <= (again ? 1 : 0); ++later) {
+            frames.push_back(MakeFrame(scene, number, At(static_cast<std::int64_t>(number * 100) + later)));
         }
-        unsigned int id = 0;
-        for (auto const& places : scene.objects) {
-            ++id;
-            if (char const place = places[number]; place != '.') {
-                frame->Append(Standing(id, PlaceOf(place)));
-            }
-        }
-        return frame;
     }
-
-    void Run(std::size_t number) { result = rule->Process(*frames[number]); }
-    std::string Describe() {
-        auto text = Join(describe.Each(result)) + '\n';
-        result = {};
-        return text;
-    }
-    std::string See() {
-        std::string text = Describe();
-        for (std::size_t number = failing + 1; number < frames.size(); ++number) {
-            Run(number);
-            text += Describe();
-        }
-        return text;
-    }
-
-    std::shared_ptr<observable::Observable> rule;
-    std::size_t failing;
-    std::vector<std::unique_ptr<meta::Meta>> frames;
-    std::vector<std::shared_ptr<object::Object>> result;
-    Describer describe;
-};
+    return frames;
+}
 
 struct Type {
     std::string name;
@@ -136,20 +108,14 @@ std::vector<Operation> FramesOf(Type const& type) {
     for (std::size_t at = 0; at < type.scene.zones.size(); ++at) {
         std::size_t const number = type.maySee ? 2 * at : at;
         auto const make = [=] {
-            return std::make_shared<Stage>(type.name, type.settings, type.scene, type.maySee, number);
+            return std::make_shared<FailingFrame>(MakeRule(type.name, type.settings),
+                                                  MakeFrames(type.scene, type.maySee), number,
+                                                  [=](observable::Observable& rule, std::size_t next) {
+                                                      rule.SetName(next < number ? Long : Long + " and another one");
+                                                  });
         };
-        Operation operation{"frame " + std::to_string(at), [=] {
-                                auto const stage = make();
-                                return Trial{[=] { stage->Run(number); }, [=] { return stage->See(); }};
-                            }};
-        if (type.maySee) {
-            operation.mayBeSeen = [=](std::string const& seen) {
-                auto const stage = make();
-                stage->Run(number);
-                stage->result = {};
-                return stage->See() == seen;
-            };
-        }
+        std::string const name = "frame " + std::to_string(at);
+        auto operation = type.maySee ? SeenFrame(name, make) : UnseenFrame(name, make);
         // Without its zone a rule of paths forgets, and that is all.
         operation.allocates =
             type.scene.zones[at] != '.' || (type.name != "Enter" && type.name != "Exit" && type.name != "LineCross");
