@@ -9,10 +9,6 @@
 #include "tests/support/allocation_counter.hpp"
 #include "tests/support/random.hpp"
 
-#ifndef QEL_SOAK_OBJECTS
-#define QEL_SOAK_OBJECTS 1'000'000
-#endif
-
 namespace qel::tests::spatial {
 namespace {
 
@@ -279,14 +275,14 @@ Point PlaceInSoak(unsigned int id, bool isSecond) {
 }
 
 /// Objects come, ten in each frame, and go two frames later.
-void ExpectObjectsToBeForgotten(observable::Observable& rule, std::shared_ptr<meta::data::Zone> const& zone,
-                                unsigned int objects) {
+void ExpectObjectsToBeForgotten(observable::Observable& rule, std::shared_ptr<meta::data::Zone> const& zone) {
     constexpr unsigned int AtOnce = 10;
+    constexpr unsigned int Objects = 100'000;
     std::size_t most = 0;
     std::size_t mostEarly = 0;
     std::size_t reported = 0;
     auto const before = LiveBytes();
-    for (unsigned int first = 0; first < objects; first += AtOnce) {
+    for (unsigned int first = 0; first < Objects; first += AtOnce) {
         meta::Meta const frame(At(std::int64_t{first} * 10));  // 100 ms from frame to frame
         frame.Append(zone);
         for (unsigned int id = first < AtOnce ? 0 : first - AtOnce; id < first + AtOnce; ++id) {
@@ -294,12 +290,13 @@ void ExpectObjectsToBeForgotten(observable::Observable& rule, std::shared_ptr<me
         }
         reported += rule.Process(frame).size();
         most = std::max(most, LiveBytes() - before);
-        if (first < objects / 10) {
+        if (first < Objects / 10) {
             mostEarly = most;
         }
     }
-    EXPECT_LE(most, mostEarly + mostEarly / 10) << "bytes, at most, over the whole run and over its first tenth";
-    EXPECT_GE(reported, objects / AtOnce - 1) << "at least one in each frame but the first";
+    // What the allocator gives beyond what it is asked for changes a little.
+    EXPECT_LE(most, mostEarly + 1024) << "bytes, at most, over the whole run and over its first tenth";
+    EXPECT_GE(reported, Objects / AtOnce - 1) << "at least one in each frame but the first";
 }
 
 TEST_P(FamilyTest, ForgetsObjectsThatAreGone) {
@@ -313,20 +310,18 @@ TEST_P(FamilyTest, ForgetsObjectsThatAreGone) {
                                                       {"Stopped", {Time("duration", 0)}}};
     auto const rule = MakeRule(GetParam(), settingsOf[GetParam()]);
     Set(rule, Text("name", "soak"));
-    ExpectObjectsToBeForgotten(*rule, ZoneFor(*rule), QEL_SOAK_OBJECTS);
+    ExpectObjectsToBeForgotten(*rule, ZoneFor(*rule));
 }
 
 TEST(SoakTest, OnsetsAndPathsAreForgottenToo) {
     for (auto const* type : {"Count", "Presence"}) {
         SCOPED_TRACE(type);
-        ExpectObjectsToBeForgotten(*MakeRule(type, {Text("name", "soak"), Time("hold_on", 100)}), Square(),
-                                   QEL_SOAK_OBJECTS / 10);
+        ExpectObjectsToBeForgotten(*MakeRule(type, {Text("name", "soak"), Time("hold_on", 100)}), Square());
     }
     ExpectObjectsToBeForgotten(*MakeRule("LineCross", {Text("name", "soak"), Time("settle", 0)}),
                                std::make_shared<meta::data::Zone>(
                                    1, "line", std::vector<Point>{{0.25, 1.0}, {0.25, 0.5}, {0.1, 0.5}, {0.5, 0.0}},
-                                   meta::data::Zone::Shape::Line),
-                               QEL_SOAK_OBJECTS / 10);
+                                   meta::data::Zone::Shape::Line));
 }
 
 }  // namespace
