@@ -223,23 +223,10 @@ std::string Written(T const& value) {
     return Decimal(value);
 }
 
-/// Calls `visit` with the type of the property's value and the property as what it is.
+/// Calls `visit` with the property as what it is.
 template <class Visit>
 void VisitProperty(property::Property& property, Visit const& visit) {
-    bool isKnown = false;
-    auto const tryAs = [&]<class T>(std::type_identity<T>) {
-        if (property.Is<property::Primitive<T>>()) {
-            visit(property.As<property::Primitive<T>>());
-            isKnown = true;
-        }
-    };
-    tryAs(std::type_identity<bool>());
-    tryAs(std::type_identity<std::uint16_t>());
-    tryAs(std::type_identity<std::uint32_t>());
-    tryAs(std::type_identity<double>());
-    tryAs(std::type_identity<std::string>());
-    tryAs(std::type_identity<milliseconds>());
-    Expect(isKnown, property, "", "a value of a type that this fuzzer does not know");
+    Expect(property::VisitPrimitive(property, visit), property, "", "a value of a type that nobody knows");
 }
 
 std::string WrittenObject(property::Property& property) {

@@ -7,6 +7,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <type_traits>
 
 #include "foundation/export.hpp"
 #include "foundation/object/primitive.hpp"
@@ -82,6 +83,23 @@ protected:
 private:
     Range<T> range;
 };
+
+/// Calls `visit` with a property, const or not, as the `Primitive<T>` that it is; false, without a call, for one of
+/// another kind.
+template <class AnyProperty, class Visit>
+requires std::derived_from<AnyProperty, Property>
+bool VisitPrimitive(AnyProperty& property, Visit&& visit) {
+    auto const visitAs = [&]<class T>(std::type_identity<T>) {
+        bool const isThis = property.template Is<Primitive<T>>();
+        if (isThis) {
+            visit(property.template As<Primitive<T>>());
+        }
+        return isThis;
+    };
+    return visitAs(std::type_identity<bool>()) || visitAs(std::type_identity<std::uint16_t>()) ||
+           visitAs(std::type_identity<std::uint32_t>()) || visitAs(std::type_identity<double>()) ||
+           visitAs(std::type_identity<std::string>()) || visitAs(std::type_identity<std::chrono::milliseconds>());
+}
 
 extern template class Primitive<bool>;
 extern template class Primitive<std::uint16_t>;

@@ -23,17 +23,7 @@ using std::chrono::milliseconds;
 template <class Result, class Visit>
 Result VisitProperty(property::Schema const& schema, Result otherwise, Visit visit) {
     Result result = std::move(otherwise);
-    auto const tryAs = [&]<class T>(std::type_identity<T>) {
-        if (schema.GetPrototype()->Is<property::Primitive<T>>()) {
-            result = visit(schema.GetPrototype()->As<property::Primitive<T>>());
-        }
-    };
-    tryAs(std::type_identity<bool>());
-    tryAs(std::type_identity<std::uint16_t>());
-    tryAs(std::type_identity<std::uint32_t>());
-    tryAs(std::type_identity<double>());
-    tryAs(std::type_identity<std::string>());
-    tryAs(std::type_identity<milliseconds>());
+    property::VisitPrimitive(*schema.GetPrototype(), [&](auto const& property) { result = visit(property); });
     return result;
 }
 

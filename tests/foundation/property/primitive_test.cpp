@@ -10,6 +10,8 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -79,6 +81,22 @@ TYPED_TEST(PropertyPrimitiveTest, GivesItsValueInANewObject) {
     this->property.Set(this->second);
     EXPECT_EQ(object->template As<ObjectOf<TypeParam>>().Get(), this->first);
     EXPECT_EQ(this->property.GetObject()->template As<ObjectOf<TypeParam>>().Get(), this->second);
+}
+
+TYPED_TEST(PropertyPrimitiveTest, IsVisitedAsWhatItIs) {
+    property::Property& property = this->property;
+    int visits = 0;
+    EXPECT_TRUE(property::VisitPrimitive(property, [&]<class T>(Primitive<T>& visited) {
+        EXPECT_TRUE((std::is_same_v<T, TypeParam>));
+        EXPECT_EQ(&visited, &property);
+        ++visits;
+    }));
+    EXPECT_TRUE(property::VisitPrimitive(std::as_const(property), [&]<class T>(Primitive<T> const& visited) {
+        EXPECT_TRUE((std::is_same_v<T, TypeParam>));
+        EXPECT_EQ(&visited, &property);
+        ++visits;
+    }));
+    EXPECT_EQ(visits, 2);
 }
 
 TYPED_TEST(PropertyPrimitiveTest, IsSetFromAnObjectOfItsType) {

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "foundation/object/primitive.hpp"
+#include "foundation/property/primitive.hpp"
 
 namespace qel::tests {
 namespace {
@@ -50,6 +51,11 @@ TEST(PropertyTest, KnowsItsNameDescriptionAndType) {
     EXPECT_EQ(property.GetName(), "other");
     EXPECT_EQ(property.GetDescription(), "Some other property");
     EXPECT_EQ(property.GetTypeNameId(), hash::MurmurThree32::MakeData("qel.tests.OtherProperty"));
+}
+
+TEST(PropertyTest, IsNotVisitedAsAPrimitiveWhenItIsNone) {
+    OtherProperty property;
+    EXPECT_FALSE(property::VisitPrimitive(property, [](auto&) { FAIL(); }));
 }
 
 TEST(PropertyTest, IsADynamicObject) {
