@@ -1,4 +1,5 @@
-// A plug-in with one observable type. TYPE_NAME is the name of the type, PLUGIN says which library this is.
+// A plug-in with an observable type, or with two. TYPE_NAME is the name of the type, SECOND_TYPE_NAME that of the
+// second one, PLUGIN says which library this is.
 
 #include <cstdint>
 #include <memory>
@@ -68,6 +69,18 @@ namespace {
 
 type::registry::detail::Scoped<Greeter, type::Registry<observable::registry::Info>> const registration(
     observable::registry::Get());
+
+#ifdef SECOND_TYPE_NAME
+class SecondGreeter : public Greeter {
+public:
+    static constexpr char const* ClassTypeName = SECOND_TYPE_NAME;
+
+    using Greeter::Greeter;
+};
+
+type::registry::detail::Scoped<SecondGreeter, type::Registry<observable::registry::Info>> const secondRegistration(
+    observable::registry::Get());
+#endif
 
 }  // namespace
 

@@ -1,8 +1,10 @@
 #include "foundation/type/registry.hpp"
 
+#include <exception>
 #include <functional>
 #include <latch>
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -14,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include "foundation/type/registry/construct.hpp"
+#include "foundation/type/registry/detail/loading.hpp"
 #include "foundation/type/registry/detail/scoped.hpp"
 #include "tests/support/threads.hpp"
 
@@ -242,6 +245,19 @@ TEST(ScopedTest, TakesOutWhateverHoldsTheType) {
     Scoped<Triangle> const first(registry);
     { Scoped<OtherTriangle> const second(registry); }
     EXPECT_TRUE(registry.GetMap()->empty());
+}
+
+TEST(ScopedTest, LeavesTheRegistryAsItWasWhenALoadingFails) {
+    Registry registry;
+    Scoped<Triangle> const first(registry);
+    {
+        type::registry::detail::Loading const loading;
+        Scoped<OtherTriangle> const second(registry);
+        Scoped<Square> const square(registry);
+        EXPECT_TRUE(type::registry::detail::Loading::Keep(std::make_exception_ptr(std::bad_alloc())));
+    }
+    EXPECT_EQ(registry.GetMap()->size(), 1u);
+    EXPECT_EQ(registry.GetMap()->at(TriangleType).make()->name, "Triangle");
 }
 
 TEST(ScopedTest, MayFindNothingToTakeOut) {

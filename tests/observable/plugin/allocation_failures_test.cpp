@@ -47,5 +47,23 @@ TEST(PluginAllocationFailuresTest, LeaveNoPluginWithoutItsType) {
     }
 }
 
+TEST(PluginAllocationFailuresTest, LeaveTheTypesThatOthersRegisteredFirst) {
+    void* const one = dlopen(ONE, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(one, nullptr) << dlerror();
+    TemporaryDirectory const directory;
+    boost::filesystem::create_symlink(ONE_AND_THREE, directory / "libqel_observable_one_and_three.so");
+    std::size_t before = 0;
+    auto const load = [&] { system::plugin::LoadAll("qel_observable_", {directory.GetPath()}); };
+    for (; FailsForLackOfMemory<NoMoreMemory>(before, load); ++before) {
+        EXPECT_TRUE(IsRegistered("qel.tests.plugin.One")) << "behind " << before << " allocations";
+        EXPECT_FALSE(IsRegistered("qel.tests.plugin.Three")) << "behind " << before << " allocations";
+        EXPECT_FALSE(IsLoaded(ONE_AND_THREE)) << "behind " << before << " allocations";
+    }
+    EXPECT_GT(before, 10u);
+    EXPECT_TRUE(IsRegistered("qel.tests.plugin.One"));
+    EXPECT_TRUE(IsRegistered("qel.tests.plugin.Three"));
+    dlclose(one);
+}
+
 }  // namespace
 }  // namespace qel::tests

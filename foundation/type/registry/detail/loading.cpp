@@ -22,4 +22,6 @@ bool Loading::Keep(std::exception_ptr const& failure) noexcept {
     return true;
 }
 
+bool Loading::HasFailed() noexcept { return innermost != nullptr && innermost->failure; }
+
 }  // namespace qel::type::registry::detail

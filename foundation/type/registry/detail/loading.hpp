@@ -21,6 +21,9 @@ public:
     /// Keeps a failure for the innermost loading of this thread; false when there is none.
     static bool Keep(std::exception_ptr const& failure) noexcept;
 
+    /// Whether the innermost loading of this thread has failed; until it ends, its library is unloaded again.
+    static bool HasFailed() noexcept;
+
 private:
     Loading* const outer;
     std::exception_ptr failure;

@@ -13,7 +13,7 @@ namespace qel::type::registry::detail {
 ///
 /// The first registration of a type id stays and a later one is dropped silently; the destruction takes out whatever
 /// entry holds the id, and may find none. What the registration fails with goes to whoever loads the library, when it
-/// is being loaded, and leaves nothing registered.
+/// is being loaded; then the registry is left as it was before the loading.
 template <class T, class Registry>
 class Scoped {
 public:
@@ -24,7 +24,7 @@ public:
         try {
             auto const type = object::TypeIdOf<T>;
             auto const view = registry.GetMap();
-            view->try_emplace(type, type, object::TypeNameOf<T>(), &Construct<T>, &T::MakeProperties);
+            isFirst = view->try_emplace(type, type, object::TypeNameOf<T>(), &Construct<T>, &T::MakeProperties).second;
         } catch (...) {
             hasFailed = Loading::Keep(std::current_exception());
             if (!hasFailed) {
@@ -34,7 +34,8 @@ public:
     }
 
     ~Scoped() {
-        if (!hasFailed) {
+        bool const isUndone = !isFirst && Loading::HasFailed();
+        if (!hasFailed && !isUndone) {
             auto const view = registry.GetMap();
             view->erase(object::TypeIdOf<T>);
         }
@@ -45,6 +46,7 @@ public:
 
 private:
     Registry& registry;
+    bool isFirst = false;
     bool hasFailed = false;
 };
 
