@@ -4,10 +4,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <boost/filesystem/operations.hpp>
+#include <cstddef>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -44,6 +48,14 @@ bool IsLoaded(fs::path const& file) {
         dlclose(handle);
     }
     return handle != nullptr;
+}
+
+/// Whether a thread of this process waits for something.
+bool IsAsleep(pid_t thread) {
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string const stat(std::istreambuf_iterator<char>(file), {});
+    std::size_t const name = stat.rfind(") ");
+    return name != std::string::npos && stat[name + 2] == 'S';
 }
 
 /// Puts away the rights of the superuser, for whom every directory is readable.
@@ -160,6 +172,32 @@ TEST_F(LoadAllTest, LoadsADirectoryThatIsNamedTwiceOnce) {
     PutText("libqel_probe_b.so");
     LoadAll("qel_probe_", {directory.GetPath(), directory.GetPath() / "."});
     EXPECT_THAT(capture.Take(), ElementsAre(One, StartsWith(FailureOf(directory / "libqel_probe_b.so"))));
+}
+
+TEST_F(LoadAllTest, LoadsOneLibraryAtATime) {
+    auto const text = PutText("libqel_probe_a.so");
+    TemporaryDirectory const other;
+    auto const file = other / "libqel_probe_b.so";
+    fs::copy_file(PROBE_ONE, file);
+    std::atomic<pid_t> thread = 0;
+    std::thread loading;
+    LogCapture capture([&](std::string const& line) {
+        if (!line.starts_with(FailureOf(text))) {
+            return;
+        }
+        // This thread is still about the first file.
+        loading = std::thread([&] {
+            thread = gettid();
+            LoadAll("qel_probe_", {other.GetPath()});
+        });
+        while (thread == 0 || !(IsLoaded(file) || IsAsleep(thread))) {
+            std::this_thread::yield();
+        }
+        EXPECT_FALSE(IsLoaded(file));
+    });
+    LoadAll("qel_probe_", {directory.GetPath()});
+    loading.join();
+    EXPECT_THAT(capture.Take(), ElementsAre(StartsWith(FailureOf(text)), One));
 }
 
 TEST_F(LoadAllTest, FollowsALinkToAFileElsewhere) {
