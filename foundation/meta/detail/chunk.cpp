@@ -11,8 +11,7 @@ namespace qel::meta::detail {
 
 namespace {
 
-constexpr std::uint32_t NoEntry = std::numeric_limits<std::uint32_t>::max();
-constexpr std::size_t LeastEntries = 64;
+constexpr std::uint32_t NoStretch = std::numeric_limits<std::uint32_t>::max();
 
 }  // namespace
 
@@ -50,6 +49,16 @@ void Chunk::Remove(std::size_t count, Positions const& gone) noexcept {
     }
 }
 
+template <class Take>
+void Chunk::ForEach(std::size_t from, std::size_t to, Take const& take) const {
+    while (from < to) {
+        auto run = RunFrom(from);
+        run = run.first(std::min(run.size(), to - from));
+        std::for_each(run.begin(), run.end(), take);
+        from += run.size();
+    }
+}
+
 void Chunk::FindEvents(unsigned int observable, std::size_t count, FoundEvents& found) const {
     std::lock_guard<std::mutex> const lock(index.mutex);
     ExtendIndex(count);
@@ -59,9 +68,14 @@ void Chunk::FindEvents(unsigned int observable, std::size_t count, FoundEvents& 
         return;
     }
     std::size_t const before = found.size();
-    for (std::uint32_t at = chain->first; at != NoEntry && index.entries[at].position < count;
-         at = index.entries[at].next) {
-        found.push_back(static_cast<data::Event const*>(At(index.entries[at].position).get()));
+    for (std::uint32_t at = chain->first; at != NoStretch && index.stretches[at].first < count;
+         at = index.stretches[at].next) {
+        auto const& stretch = index.stretches[at];
+        std::size_t const end = std::min<std::size_t>(stretch.end, count);
+        found.reserve(found.size() + end - stretch.first);
+        ForEach(stretch.first, end, [&](std::shared_ptr<object::Object> const& item) {
+            found.push_back(static_cast<data::Event const*>(item.get()));
+        });
     }
     index.counts.found += found.size() - before;
 }
@@ -71,7 +85,7 @@ bool Chunk::HasEvents(unsigned int observable, std::size_t count) const {
     ExtendIndex(count);
     ++index.counts.asked;
     auto const* const chain = index.Find(observable);
-    return chain != nullptr && index.entries[chain->first].position < count;
+    return chain != nullptr && index.stretches[chain->first].first < count;
 }
 
 LookUpCounts Chunk::CountLookUps() const {
@@ -85,52 +99,48 @@ void Chunk::ExtendIndex(std::size_t count) const {
         index.Clear();
         index.keyChanges = keyChanges;
     }
-    for (; index.covered < count; ++index.covered) {
-        ++index.counts.read;
-        object::Object const* const item = At(index.covered).get();
-        if (item == nullptr || !item->Is<data::Event>()) {
-            continue;
-        }
-        auto const& event = static_cast<data::Event const&>(*item);
-        event.WatchKeys();
-        try {
-            for (auto const& each : event.GetObjects()) {
-                if (each && each->Is<data::Observable>()) {
-                    index.Add(static_cast<data::Observable const&>(*each).GetId(), index.covered);
+    try {
+        ForEach(index.covered, count, [this](std::shared_ptr<object::Object> const& item) {
+            ++index.counts.read;
+            if (item && item->Is<data::Event>()) {
+                auto const& event = static_cast<data::Event const&>(*item);
+                event.WatchKeys();
+                for (auto const& each : event.GetObjects()) {
+                    if (each && each->Is<data::Observable>()) {
+                        index.Add(static_cast<data::Observable const&>(*each).GetId(), index.covered);
+                    }
                 }
             }
-        } catch (...) {
-            index.Clear();  // of this event's records some are there and some are not
-            throw;
-        }
+            ++index.covered;
+        });
+    } catch (...) {
+        index.Clear();  // of an event's records some are there and some are not
+        throw;
     }
 }
 
 void Chunk::Index::Clear() noexcept {
     chainOf.Clear();
     chains.clear();
-    entries.clear();
-    current = 0;
+    stretches.clear();
     covered = 0;
 }
 
-void Chunk::Index::Add(unsigned int observable, std::size_t position) {
-    auto const added = static_cast<std::uint32_t>(entries.size());
-    if (entries.capacity() == 0) {
-        entries.reserve(LeastEntries);
+void Chunk::Index::Add(unsigned int observable, std::size_t itemPosition) {
+    auto const position = static_cast<std::uint32_t>(itemPosition);
+    if (!stretches.empty() && stretches.back().observable == observable && stretches.back().end == position) {
+        ++stretches.back().end;
+        return;
     }
-    entries.push_back({static_cast<std::uint32_t>(position), NoEntry});
-    // An observable's events stand together as a rule.
-    if (current == chains.size() || chains[current].observable != observable) {
-        current = chainOf.Find(observable);
-        if (current == type::container::IdTable::None) {
-            current = static_cast<std::uint32_t>(chains.size());
-            chains.push_back({observable, added, added});
-            chainOf.Set(observable, current);
-            return;
-        }
+    auto const added = static_cast<std::uint32_t>(stretches.size());
+    stretches.push_back({observable, position, position + 1, NoStretch});
+    std::uint32_t const chain = chainOf.Find(observable);
+    if (chain == type::container::IdTable::None) {
+        chainOf.Set(observable, static_cast<std::uint32_t>(chains.size()));
+        chains.push_back({added, added});
+    } else {
+        stretches[std::exchange(chains[chain].last, added)].next = added;
     }
-    entries[std::exchange(chains[current].last, added)].next = added;
 }
 
 Chunk::Index::Chain const* Chunk::Index::Find(unsigned int observable) const {

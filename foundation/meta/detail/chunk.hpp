@@ -83,15 +83,17 @@ private:
         return {block, shifted - (FirstBlock << block)};
     }
 
-    /// Where the events stand that name an observable: chains through `entries`, in order. A frame has fewer than 2^32
-    /// items and records.
+    /// Where the events stand that name an observable: chains through `stretches`, in order. A frame has fewer than
+    /// 2^32 items and records.
     struct Index {
-        struct Entry {
-            std::uint32_t position;
+        /// Events that stand one behind the other, as those of an observable do as a rule.
+        struct Stretch {
+            unsigned int observable;
+            std::uint32_t first;
+            std::uint32_t end;
             std::uint32_t next;
         };
         struct Chain {
-            unsigned int observable;
             std::uint32_t first;
             std::uint32_t last;
         };
@@ -99,8 +101,7 @@ private:
         std::mutex mutex;
         type::container::IdTable chainOf;  // by observable
         std::vector<Chain> chains;
-        std::vector<Entry> entries;
-        std::uint32_t current = 0;  // the chain that was added to last
+        std::vector<Stretch> stretches;
         std::size_t covered = 0;
         std::uint64_t keyChanges = 0;
         LookUpCounts counts;
@@ -111,6 +112,9 @@ private:
     };
 
     void ExtendIndex(std::size_t count) const;
+    /// Calls `take(item)` for the items from one position up to another.
+    template <class Take>
+    void ForEach(std::size_t from, std::size_t to, Take const& take) const;
 
     std::array<std::unique_ptr<std::shared_ptr<object::Object>[]>, 32> blocks;
     mutable Index index;
