@@ -5,19 +5,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <numeric>
-
-#include <boost/container/small_vector.hpp>
+#include <vector>
 
 namespace qel::observable::detail {
 
 /// Pointers to things that have ids; once sorted, in order of id, and those of one id in the order in which they were
-/// added. A few take no memory of their own.
+/// added. The memory is kept from use to use.
 template <class T>
 class ById {
 public:
     /// An id and, below it, the place in the order of adding.
     using Key = std::uint64_t;
-    using Keys = boost::container::small_vector<Key, 12>;
+    using Keys = std::vector<Key>;
 
     static std::uint32_t IdOf(Key key) { return static_cast<std::uint32_t>(key >> 32); }
     static std::size_t PlaceOf(Key key) { return static_cast<std::uint32_t>(key); }
@@ -36,7 +35,7 @@ public:
         if (std::is_sorted(keys.begin(), keys.end())) {
             return;
         }
-        keys.size() < FewKeys ? std::sort(keys.begin(), keys.end()) : SortByBytes();
+        keys.size() < FewKeys ? std::sort(keys.begin(), keys.end()) : SortByDigits();
     }
 
     /// Sorts, and leaves only the first of every id.
@@ -54,33 +53,35 @@ public:
 private:
     static constexpr std::size_t FewKeys = 48;
 
-    /// Byte by byte from the lowest, each keeping the order that those below it have made. No comparison is made whose
-    /// outcome the processor would have to guess, and most ids differ in one or two bytes.
-    void SortByBytes() {
+    /// Digit by digit from the lowest, each keeping the order that those below it have made. No comparison is made
+    /// whose outcome the processor would have to guess, and most ids differ in two or three digits.
+    void SortByDigits() {
+        constexpr unsigned int bits = 6;
+        constexpr Key mask = (1 << bits) - 1;
         Key differing = 0;
         for (Key const key : keys) {
             differing |= key ^ keys.front();
         }
-        byBytes.resize(keys.size());
-        for (unsigned int shift = 32; shift < 64; shift += 8) {
-            if ((differing >> shift & 0xFF) == 0) {
+        byDigits.resize(keys.size());
+        for (unsigned int shift = 32; shift < 64; shift += bits) {
+            if ((differing >> shift & mask) == 0) {
                 continue;
             }
-            std::array<std::uint32_t, 256> places{};
+            std::array<std::uint32_t, mask + 1> places{};
             for (Key const key : keys) {
-                ++places[key >> shift & 0xFF];
+                ++places[key >> shift & mask];
             }
             std::exclusive_scan(places.begin(), places.end(), places.begin(), 0u);
             for (Key const key : keys) {
-                byBytes[places[key >> shift & 0xFF]++] = key;
+                byDigits[places[key >> shift & mask]++] = key;
             }
-            keys.swap(byBytes);
+            keys.swap(byDigits);
         }
     }
 
-    boost::container::small_vector<T const*, 12> things;
+    std::vector<T const*> things;
     Keys keys;
-    Keys byBytes;  // while sorting; kept for its memory
+    Keys byDigits;  // while sorting
 };
 
 }  // namespace qel::observable::detail

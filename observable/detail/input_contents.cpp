@@ -1,5 +1,7 @@
 #include "observable/detail/input_contents.hpp"
 
+#include <algorithm>
+
 #include "foundation/meta/data/event.hpp"
 
 namespace qel::observable::detail {
@@ -7,17 +9,17 @@ namespace qel::observable::detail {
 void InputContents::Read(Events const& eventsA, Events const& eventsB) {
     objects.Clear();
     eventOfObject.clear();
-    zonesOfEvents.clear();
-    zoneEnds.clear();
+    heldZones.clear();
+    events = 0;
     Add(eventsA);
     objectsInA = objects.GetAdded();
     Add(eventsB);
     startedLaterInB = !eventsA.empty() && !eventsB.empty() && eventsB.back()->GetStart() > eventsA.back()->GetStart();
 }
 
-void InputContents::Add(Events const& events) {
+void InputContents::Add(Events const& found) {
     meta::data::Event const* previous = nullptr;
-    for (auto const* event : events) {
+    for (auto const* event : found) {
         if (event == previous) {  // names its input twice
             continue;
         }
@@ -28,12 +30,12 @@ void InputContents::Add(Events const& events) {
             }
             if (object->Is<meta::data::Object>()) {
                 objects.Add(static_cast<meta::data::Object const&>(*object));
-                eventOfObject.push_back(zoneEnds.size());
+                eventOfObject.push_back(events);
             } else if (object->Is<meta::data::Zone>()) {
-                zonesOfEvents.push_back(static_cast<meta::data::Zone const*>(object.get()));
+                heldZones.push_back({events, static_cast<meta::data::Zone const*>(object.get())});
             }
         }
-        zoneEnds.push_back(zonesOfEvents.size());
+        ++events;
     }
 }
 
@@ -44,8 +46,8 @@ InputContents::Objects const& InputContents::GetObjects() {
 
 InputContents::Zones const& InputContents::GetZones() {
     zones.Clear();
-    for (auto const* zone : zonesOfEvents) {
-        zones.Add(*zone);
+    for (auto const& held : heldZones) {
+        zones.Add(*held.zone);
     }
     zones.KeepFirst();
     return zones;
@@ -61,15 +63,16 @@ meta::data::Object const& InputContents::Choose(Occurrences occurrences, bool in
 
 InputContents::Zones const& InputContents::GatherZones(Occurrences occurrences) {
     zones.Clear();
-    std::size_t next = 0;  // an event may hold an object twice
+    if (heldZones.empty()) {
+        return zones;
+    }
+    auto held = heldZones.cbegin();
     for (Key const key : occurrences) {
-        std::size_t const event = eventOfObject[Objects::PlaceOf(key)];
-        if (event < next) {
-            continue;
-        }
-        next = event + 1;
-        for (std::size_t zone = event == 0 ? 0 : zoneEnds[event - 1]; zone < zoneEnds[event]; ++zone) {
-            zones.Add(*zonesOfEvents[zone]);
+        std::uint32_t const event = eventOfObject[Objects::PlaceOf(key)];
+        held = std::lower_bound(held, heldZones.cend(), event,
+                                [](HeldZone const& each, std::uint32_t wanted) { return each.event < wanted; });
+        for (; held != heldZones.cend() && held->event == event; ++held) {  // once, if it holds the object twice
+            zones.Add(*held->zone);
         }
     }
     zones.KeepFirst();

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <span>
-
-#include <boost/container/small_vector.hpp>
+#include <vector>
 
 #include "foundation/meta/data/object.hpp"
 #include "foundation/meta/data/zone.hpp"
@@ -59,11 +59,17 @@ private:
     meta::data::Object const& Choose(Occurrences occurrences, bool inBoth) const;
     Zones const& GatherZones(Occurrences occurrences);
 
+    /// A zone, and the event that it is in by its place among those of both inputs.
+    struct HeldZone {
+        std::uint32_t event;
+        meta::data::Zone const* zone;
+    };
+
     Objects objects;
-    boost::container::small_vector<std::size_t, 12> eventOfObject;  // by place in `objects`: the place in `zoneEnds`
+    std::vector<std::uint32_t> eventOfObject;  // by place in `objects`
     std::size_t objectsInA = 0;
-    boost::container::small_vector<meta::data::Zone const*, 12> zonesOfEvents;
-    boost::container::small_vector<std::size_t, 12> zoneEnds;  // by event: the end of its zones in `zonesOfEvents`
+    std::vector<HeldZone> heldZones;  // by event
+    std::uint32_t events = 0;
     bool startedLaterInB = false;
     Zones zones;
 };
