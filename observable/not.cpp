@@ -72,8 +72,9 @@ std::vector<std::shared_ptr<object::Object>> Not::Impl::Process(meta::Meta const
     objects.reserve(1 + detail::RoomForChannel);
     objects.push_back(owner.MakeObservableMetadata());
     detail::Block block(detail::Block::SizeOf<meta::data::Event>);
-    auto reported = detail::StartOrContinue(block, event.get(), texts.Get(owner, "not", "analytics"),
-                                            frame.GetTimestamp(), std::move(objects));
+    auto reported =
+        detail::StartOrContinue(block, detail::OccurrenceOf(event.get()), texts.Get(owner, "not", "analytics"),
+                                frame.GetTimestamp(), std::move(objects));
     std::vector<std::shared_ptr<object::Object>> result{reported};
     event = std::move(reported);
     return result;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <deque>
+#include <optional>
 #include <ostream>
 #include <span>
 #include <string_view>
@@ -14,7 +16,6 @@
 #include "foundation/meta/elapsed.hpp"
 #include "foundation/type/pimpl.hpp"
 #include "foundation/type/registry/detail/scoped.hpp"
-#include "observable/detail/block.hpp"
 #include "observable/detail/by_id.hpp"
 #include "observable/detail/continuation.hpp"
 #include "observable/detail/look_up.hpp"
@@ -37,36 +38,27 @@ type::registry::detail::Scoped<Previous, type::Registry<registry::Info>> const r
 using Texts = std::shared_ptr<meta::data::Event::Texts const>;
 using Items = std::vector<std::shared_ptr<object::Object>>;
 
-/// The tracked objects of an input event as it was when it was read; most events have one.
-using Objects = boost::container::small_vector<std::shared_ptr<object::Object const>, 1>;
-
 /// The key of the one memory when targets are not told apart.
 constexpr unsigned int AnyTarget = 0;
 
+/// An input event as it was when it was read: until when it held, and its tracked objects, of which most events have
+/// one.
 struct Memory {
+    using Objects = boost::container::small_vector<std::shared_ptr<object::Object const>, 1>;
+
     unsigned int target;
     Objects objects;
     meta::Timestamp end;
+    Memory* nextUnused = nullptr;
 };
 
 /// By ascending target, each once.
-using Memories = std::vector<Memory>;
+using Memories = std::vector<Memory*>;
 
 struct Emitted {
     unsigned int target;
-    unsigned int id;
-    meta::Timestamp start;
+    detail::Occurrence occurrence;
 };
-
-Objects TakeObjects(meta::data::Event const& event) {
-    Objects objects;
-    for (auto const& object : event.GetObjects()) {
-        if (object && object->Is<meta::data::Object>()) {
-            objects.push_back(object);
-        }
-    }
-    return objects;
-}
 
 }  // namespace
 
@@ -102,13 +94,18 @@ private:
 
     void SeeTargets(Events const& events);
     void SeeFirst(Events const& events, meta::Timestamp now);
+    void See(unsigned int target, meta::data::Event const& event);
+    Memory& AddSeen(unsigned int target, meta::Timestamp end);
     void Recall(meta::Timestamp now);
     bool IsTooOld(Memory const& memory, meta::Timestamp now) const;
     Items ReportTargets(meta::Timestamp now);
     Items ReportFirst(meta::Timestamp now);
-    std::shared_ptr<meta::data::Event> Report(std::span<Memory* const> memories, Emitted const* last,
+    std::shared_ptr<meta::data::Event> Report(std::span<Memory* const> memories,
+                                              std::optional<detail::Occurrence> const& last,
+                                              std::shared_ptr<meta::data::Observable const> const& record,
                                               Texts const& eventTexts, meta::Timestamp now) const;
     void Commit() noexcept;
+    void Drop(Memories& dropped) noexcept;
     Texts const& GetTexts() { return texts.Get(owner, "previous", "analytics"); }
 
     detail::SharedTexts texts;
@@ -119,22 +116,23 @@ private:
     detail::LookUp::Found found;
     detail::ById<meta::data::Object> targets;
     std::vector<meta::data::Event const*> eventsOfTargets;
-    Memories seen;                  // takes the place of what is remembered of the same targets
-    std::vector<Memory*> recalled;  // of both, what is not too old
-    Memories nextRemembered;
+    Memories seen;       // takes the place of what is remembered of the same targets
+    Memories recalled;   // of both, what is not too old
+    Memories forgotten;  // of both, the rest
     std::vector<Emitted> nextEmitted;
+
+    std::deque<Memory> memories;  // all that there are
+    Memory* unused = nullptr;
 };
 
 Items Previous::Impl::Process(meta::Meta const& frame) {
     auto const now = frame.GetTimestamp();
+    Drop(seen);  // by a frame that has failed
     {
         detail::LookUp const inputs(found, frame, input);
-        seen.clear();
         constrainTarget ? SeeTargets(inputs.GetEvents()) : SeeFirst(inputs.GetEvents(), now);
     }
     Recall(now);
-    nextRemembered.clear();
-    nextRemembered.reserve(recalled.size());
     nextEmitted.clear();
     Items result;
     if (!recalled.empty()) {
@@ -158,8 +156,7 @@ void Previous::Impl::SeeTargets(Events const& events) {
     }
     targets.KeepFirst();
     for (auto const key : targets.GetKeys()) {
-        auto const& event = *eventsOfTargets[targets.PlaceOf(key)];
-        seen.push_back({targets.IdOf(key), TakeObjects(event), event.GetEnd()});
+        See(targets.IdOf(key), *eventsOfTargets[targets.PlaceOf(key)]);
     }
 }
 
@@ -168,33 +165,54 @@ void Previous::Impl::SeeTargets(Events const& events) {
 void Previous::Impl::SeeFirst(Events const& events, meta::Timestamp now) {
     if (remembered.empty()) {
         if (!events.empty()) {
-            seen.push_back({AnyTarget, TakeObjects(*events.front()), events.front()->GetEnd()});
+            See(AnyTarget, *events.front());
         }
-    } else if (remembered.front().target != AnyTarget) {
-        seen.push_back({AnyTarget, {}, events.empty() ? meta::Timestamp() : now});
+    } else if (remembered.front()->target != AnyTarget) {
+        AddSeen(AnyTarget, events.empty() ? meta::Timestamp() : now);
     } else if (!events.empty()) {
-        seen.push_back({AnyTarget, remembered.front().objects, now});
+        AddSeen(AnyTarget, now).objects = remembered.front()->objects;
     }
+}
+
+void Previous::Impl::See(unsigned int target, meta::data::Event const& event) {
+    auto& memory = AddSeen(target, event.GetEnd());
+    for (auto const& object : event.GetObjects()) {
+        if (object && object->Is<meta::data::Object>()) {
+            memory.objects.push_back(object);
+        }
+    }
+}
+
+Memory& Previous::Impl::AddSeen(unsigned int target, meta::Timestamp end) {
+    if (unused == nullptr) {
+        unused = &memories.emplace_back();
+    }
+    seen.push_back(unused);
+    auto& memory = *std::exchange(unused, unused->nextUnused);
+    memory.target = target;
+    memory.end = end;
+    return memory;
 }
 
 void Previous::Impl::Recall(meta::Timestamp now) {
     recalled.clear();
+    forgotten.clear();
+    auto const recall = [&](Memory* memory) {
+        (constrainTarget && IsTooOld(*memory, now) ? forgotten : recalled).push_back(memory);
+    };
     auto old = remembered.begin();
-    for (auto& each : seen) {
-        for (; old != remembered.end() && old->target < each.target; ++old) {
-            recalled.push_back(&*old);
+    for (auto* const each : seen) {
+        for (; old != remembered.end() && (*old)->target < each->target; ++old) {
+            recall(*old);
         }
-        if (old != remembered.end() && old->target == each.target) {
-            ++old;
+        if (old != remembered.end() && (*old)->target == each->target) {
+            forgotten.push_back(*old++);
         }
-        recalled.push_back(&each);
+        recall(each);
     }
-    for (; old != remembered.end(); ++old) {
-        recalled.push_back(&*old);
-    }
-    if (constrainTarget) {
-        std::erase_if(recalled, [&](Memory const* memory) { return IsTooOld(*memory, now); });
-    } else if (!recalled.empty() && IsTooOld(*recalled.front(), now)) {
+    std::for_each(old, remembered.end(), recall);
+    if (!constrainTarget && !recalled.empty() && IsTooOld(*recalled.front(), now)) {
+        forgotten.insert(forgotten.end(), recalled.begin(), recalled.end());
         recalled.clear();
     }
 }
@@ -204,17 +222,19 @@ bool Previous::Impl::IsTooOld(Memory const& memory, meta::Timestamp now) const {
 }
 
 Items Previous::Impl::ReportTargets(meta::Timestamp now) {
+    auto const record = owner.MakeObservableMetadata();
     auto const& eventTexts = GetTexts();
     Items result;
     result.reserve(recalled.size());
     nextEmitted.reserve(recalled.size());
-    auto last = emitted.begin();
+    auto last = emitted.cbegin();
     for (auto const& memory : recalled) {
         auto const target = memory->target;
-        last = std::find_if(last, emitted.end(), [target](Emitted const& each) { return each.target >= target; });
-        bool const goesOn = last != emitted.end() && last->target == target;
-        auto event = Report({&memory, 1}, goesOn ? &*last : nullptr, eventTexts, now);
-        nextEmitted.push_back({target, event->GetId(), event->GetStart()});
+        last = std::find_if(last, emitted.cend(), [target](Emitted const& each) { return each.target >= target; });
+        bool const goesOn = last != emitted.cend() && last->target == target;
+        auto event =
+            Report({&memory, 1}, goesOn ? std::optional(last->occurrence) : std::nullopt, record, eventTexts, now);
+        nextEmitted.push_back({target, {event->GetId(), event->GetStart()}});
         result.push_back(std::move(event));
     }
     return result;
@@ -222,12 +242,15 @@ Items Previous::Impl::ReportTargets(meta::Timestamp now) {
 
 /// Targets that are remembered from before a change of the mode are reported with the rest.
 Items Previous::Impl::ReportFirst(meta::Timestamp now) {
-    auto event = Report(recalled, emitted.empty() ? nullptr : &emitted.front(), GetTexts(), now);
-    nextEmitted.push_back({AnyTarget, event->GetId(), event->GetStart()});
+    auto event = Report(recalled, emitted.empty() ? std::nullopt : std::optional(emitted.front().occurrence),
+                        owner.MakeObservableMetadata(), GetTexts(), now);
+    nextEmitted.push_back({AnyTarget, {event->GetId(), event->GetStart()}});
     return {std::move(event)};
 }
 
-std::shared_ptr<meta::data::Event> Previous::Impl::Report(std::span<Memory* const> memories, Emitted const* last,
+std::shared_ptr<meta::data::Event> Previous::Impl::Report(std::span<Memory* const> memories,
+                                                          std::optional<detail::Occurrence> const& last,
+                                                          std::shared_ptr<meta::data::Observable const> const& record,
                                                           Texts const& eventTexts, meta::Timestamp now) const {
     std::size_t count = 0;
     for (auto const* memory : memories) {
@@ -235,25 +258,29 @@ std::shared_ptr<meta::data::Event> Previous::Impl::Report(std::span<Memory* cons
     }
     meta::data::Event::Objects objects;
     objects.reserve(1 + count + detail::RoomForChannel);
-    objects.push_back(owner.MakeObservableMetadata());
+    objects.push_back(record);
     detail::Block block(detail::Block::SizeOf<meta::data::Event> + count * detail::Block::SizeOf<meta::data::Object>);
     for (auto const* memory : memories) {
         for (auto const& object : memory->objects) {
             objects.push_back(block.Make<meta::data::Object>(static_cast<meta::data::Object const&>(*object)));
         }
     }
-    return last == nullptr ? block.Make<meta::data::Event>(eventTexts, now, now, std::move(objects))
-                           : block.Make<meta::data::Event>(last->id, eventTexts, last->start, now, std::move(objects));
+    return detail::StartOrContinue(block, last, eventTexts, now, std::move(objects));
 }
 
 void Previous::Impl::Commit() noexcept {
-    for (auto* const memory : recalled) {
-        nextRemembered.push_back(std::move(*memory));
-    }
-    remembered.swap(nextRemembered);
-    emitted.swap(nextEmitted);
-    nextRemembered.clear();
+    Drop(forgotten);
     seen.clear();
+    remembered.swap(recalled);
+    emitted.swap(nextEmitted);
+}
+
+void Previous::Impl::Drop(Memories& dropped) noexcept {
+    for (auto* const memory : dropped) {
+        memory->objects.clear();
+        memory->nextUnused = std::exchange(unused, memory);
+    }
+    dropped.clear();
 }
 
 Previous::Previous(std::string name, std::uint16_t channel, std::uint32_t input, std::chrono::milliseconds interval)

@@ -63,7 +63,7 @@ std::vector<std::shared_ptr<object::Object>> Binary::ProcessUnconstrained(meta::
     AppendCopies(list, block, objects);
     AppendCopies(list, block, zones);
 
-    auto reported = StartOrContinue(block, event.get(), GetTexts(), now, std::move(list));
+    auto reported = StartOrContinue(block, OccurrenceOf(event.get()), GetTexts(), now, std::move(list));
     std::vector<std::shared_ptr<object::Object>> result{reported};
     event = std::move(reported);
     return result;
@@ -86,8 +86,8 @@ std::vector<std::shared_ptr<object::Object>> Binary::ProcessPerTarget(meta::Time
         unsigned int const id = target.GetId();
         last = std::find_if(last, targets.cend(), [id](Reported const& each) { return each.target >= id; });
         bool const goesOn = last != targets.cend() && last->target == id;
-        nextTargets.push_back(
-            {id, StartOrContinue(block, goesOn ? last->event.get() : nullptr, sharedTexts, now, std::move(list))});
+        nextTargets.push_back({id, StartOrContinue(block, OccurrenceOf(goesOn ? last->event.get() : nullptr),
+                                                   sharedTexts, now, std::move(list))});
     });
 
     std::vector<std::shared_ptr<object::Object>> result;
