@@ -18,12 +18,7 @@ void InputContents::Read(Events const& eventsA, Events const& eventsB) {
 }
 
 void InputContents::Add(Events const& found) {
-    meta::data::Event const* previous = nullptr;
-    for (auto const* event : found) {
-        if (event == previous) {  // names its input twice
-            continue;
-        }
-        previous = event;
+    for (auto const* event : found) {  // twice, if it names its input twice
         for (auto const& object : event->GetObjects()) {
             if (!object) {
                 continue;
