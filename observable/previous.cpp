@@ -44,7 +44,7 @@ constexpr unsigned int AnyTarget = 0;
 /// An input event as it was when it was read: until when it held, and its tracked objects, of which most events have
 /// one.
 struct Memory {
-    using Objects = boost::container::small_vector<std::shared_ptr<object::Object const>, 1>;
+    using Objects = boost::container::small_vector<meta::data::Object, 1>;
 
     unsigned int target;
     Objects objects;
@@ -97,7 +97,7 @@ private:
     void See(unsigned int target, meta::data::Event const& event);
     Memory& AddSeen(unsigned int target, meta::Timestamp end);
     void Recall(meta::Timestamp now);
-    bool IsTooOld(Memory const& memory, meta::Timestamp now) const;
+    bool IsTooOld(meta::Timestamp end, meta::Timestamp now) const;
     Items ReportTargets(meta::Timestamp now);
     Items ReportFirst(meta::Timestamp now);
     std::shared_ptr<meta::data::Event> Report(std::span<Memory* const> memories,
@@ -116,9 +116,10 @@ private:
     detail::LookUp::Found found;
     detail::ById<meta::data::Object> targets;
     std::vector<meta::data::Event const*> eventsOfTargets;
-    Memories seen;       // takes the place of what is remembered of the same targets
-    Memories recalled;   // of both, what is not too old
-    Memories forgotten;  // of both, the rest
+    Memories seen;                             // takes the place of what is remembered of the same targets
+    std::optional<meta::Timestamp> prolonged;  // the new end of the first memory
+    Memories recalled;                         // of both, what is not too old
+    Memories forgotten;                        // of both, the rest
     std::vector<Emitted> nextEmitted;
 
     std::deque<Memory> memories;  // all that there are
@@ -128,6 +129,7 @@ private:
 Items Previous::Impl::Process(meta::Meta const& frame) {
     auto const now = frame.GetTimestamp();
     Drop(seen);  // by a frame that has failed
+    prolonged.reset();
     {
         detail::LookUp const inputs(found, frame, input);
         constrainTarget ? SeeTargets(inputs.GetEvents()) : SeeFirst(inputs.GetEvents(), now);
@@ -170,7 +172,7 @@ void Previous::Impl::SeeFirst(Events const& events, meta::Timestamp now) {
     } else if (remembered.front()->target != AnyTarget) {
         AddSeen(AnyTarget, events.empty() ? meta::Timestamp() : now);
     } else if (!events.empty()) {
-        AddSeen(AnyTarget, now).objects = remembered.front()->objects;
+        prolonged = now;
     }
 }
 
@@ -178,7 +180,7 @@ void Previous::Impl::See(unsigned int target, meta::data::Event const& event) {
     auto& memory = AddSeen(target, event.GetEnd());
     for (auto const& object : event.GetObjects()) {
         if (object && object->Is<meta::data::Object>()) {
-            memory.objects.push_back(object);
+            memory.objects.push_back(static_cast<meta::data::Object const&>(*object));
         }
     }
 }
@@ -198,7 +200,7 @@ void Previous::Impl::Recall(meta::Timestamp now) {
     recalled.clear();
     forgotten.clear();
     auto const recall = [&](Memory* memory) {
-        (constrainTarget && IsTooOld(*memory, now) ? forgotten : recalled).push_back(memory);
+        (constrainTarget && IsTooOld(memory->end, now) ? forgotten : recalled).push_back(memory);
     };
     auto old = remembered.begin();
     for (auto* const each : seen) {
@@ -211,14 +213,14 @@ void Previous::Impl::Recall(meta::Timestamp now) {
         recall(each);
     }
     std::for_each(old, remembered.end(), recall);
-    if (!constrainTarget && !recalled.empty() && IsTooOld(*recalled.front(), now)) {
+    if (!constrainTarget && !recalled.empty() && IsTooOld(prolonged.value_or(recalled.front()->end), now)) {
         forgotten.insert(forgotten.end(), recalled.begin(), recalled.end());
         recalled.clear();
     }
 }
 
-bool Previous::Impl::IsTooOld(Memory const& memory, meta::Timestamp now) const {
-    return meta::Elapsed(memory.end, now) > interval;
+bool Previous::Impl::IsTooOld(meta::Timestamp end, meta::Timestamp now) const {
+    return meta::Elapsed(end, now) > interval;
 }
 
 Items Previous::Impl::ReportTargets(meta::Timestamp now) {
@@ -262,7 +264,7 @@ std::shared_ptr<meta::data::Event> Previous::Impl::Report(std::span<Memory* cons
     detail::Block block(detail::Block::SizeOf<meta::data::Event> + count * detail::Block::SizeOf<meta::data::Object>);
     for (auto const* memory : memories) {
         for (auto const& object : memory->objects) {
-            objects.push_back(block.Make<meta::data::Object>(static_cast<meta::data::Object const&>(*object)));
+            objects.push_back(block.Make<meta::data::Object>(object));
         }
     }
     return detail::StartOrContinue(block, last, eventTexts, now, std::move(objects));
@@ -272,6 +274,9 @@ void Previous::Impl::Commit() noexcept {
     Drop(forgotten);
     seen.clear();
     remembered.swap(recalled);
+    if (prolonged && !remembered.empty()) {
+        remembered.front()->end = *prolonged;
+    }
     emitted.swap(nextEmitted);
 }
 

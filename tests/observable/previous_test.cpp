@@ -496,17 +496,18 @@ TEST_P(PreviousIntervalTest, WhatIsRememberedOutlivesItsInput) {
     EXPECT_EQ(play(1001, "."), "-");
 }
 
-TEST_P(PreviousIntervalTest, WhatIsTooOldWhenItIsSeenIsLetGoAtOnce) {
+TEST_P(PreviousIntervalTest, NothingOfTheFramesIsKeptAliveByWhatIsRemembered) {
     Rule rule(GetParam());
     std::weak_ptr<object::Object> seen;
     {
         auto const person = Person(3);
         seen = person;
-        meta::Meta const frame(At(5000));
+        meta::Meta const frame(At(0));
         frame.Append(MakeEvent(At(0), At(0), {Record(Input), person}));
-        EXPECT_THAT(rule.Process(frame), IsEmpty());
+        EXPECT_EQ(rule.Process(frame).size(), 1u);
     }
     EXPECT_TRUE(seen.expired());
+    EXPECT_EQ(Stage(rule)(500, "."), "3A");
 }
 
 TEST_P(PreviousIntervalTest, ResetForgetsNothing) {
