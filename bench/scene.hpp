@@ -138,6 +138,8 @@ struct GroupRecords {
     Record without;      // not A
     Record either;       // A or B, for the scene
     Record undisturbed;  // `shortly`, and not C, for the scene
+    Record before;       // internal: B within the last two seconds, per object
+    Record quiet;        // internal: not C
 };
 
 inline std::shared_ptr<meta::data::Event::Texts const> TextsOf(std::string name, std::string type) {
@@ -183,7 +185,8 @@ private:
         auto const record = [](unsigned int id) { return std::make_shared<meta::data::Observable const>(id); };
         records.push_back({record(a), record(b), record(c), both->MakeObservableMetadata(),
                            shortly->MakeObservableMetadata(), without->MakeObservableMetadata(),
-                           either->MakeObservableMetadata(), undisturbed->MakeObservableMetadata()});
+                           either->MakeObservableMetadata(), undisturbed->MakeObservableMetadata(),
+                           before->MakeObservableMetadata(), quiet->MakeObservableMetadata()});
     }
 
     std::vector<GroupRecords> records;

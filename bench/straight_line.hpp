@@ -15,8 +15,8 @@
 
 namespace qel::bench {
 
-/// What the rules of a group report, in the order of `GroupRecords`.
-enum class Rule : std::size_t { Both, Shortly, Without, Either, Undisturbed };
+/// What the rules of a group make, in the order of `GroupRecords`.
+enum class Rule : std::size_t { Both, Shortly, Without, Either, Undisturbed, Before, Quiet };
 
 /// One shared object for an event, with as little in it as a consumer can do with.
 class LeanMaker {
@@ -27,6 +27,8 @@ public:
         meta::Timestamp end;
         boost::container::small_vector<std::uint32_t, 2> objects;
     };
+    static constexpr char const* Name = "lean";
+    static constexpr bool MakesInternal = false;
 
     explicit LeanMaker(std::vector<GroupRecords> const&) {}
 
@@ -56,6 +58,8 @@ private:
 class EqualMaker {
 public:
     using Event = meta::data::Event;
+    static constexpr char const* Name = "equal";
+    static constexpr bool MakesInternal = false;
 
     explicit EqualMaker(std::vector<GroupRecords> const& groups) {
         for (std::size_t number = 0; number < groups.size(); ++number) {
@@ -65,7 +69,9 @@ public:
                                  {group.shortly, TextsOf(name + ": A and B before", "and")},
                                  {group.without, TextsOf(name + ": not A", "not")},
                                  {group.either, TextsOf(name + ": A or B", "or")},
-                                 {group.undisturbed, TextsOf(name + ": undisturbed", "and")}});
+                                 {group.undisturbed, TextsOf(name + ": undisturbed", "and")},
+                                 {group.before, TextsOf(name + ": B before", "previous")},
+                                 {group.quiet, TextsOf(name + ": not C", "not")}});
         }
     }
 
@@ -111,6 +117,15 @@ private:
     std::shared_ptr<meta::data::Channel const> channel;
 };
 
+/// All events that the rules make: also the internal ones, which leave the frame again.
+class WholeMaker : public EqualMaker {
+public:
+    static constexpr char const* Name = "whole";
+    static constexpr bool MakesInternal = true;
+
+    using EqualMaker::EqualMaker;
+};
+
 /// The rules of the groups as one would write them by hand for this scene: a pass over the B's and one over the A's,
 /// and arrays by place.
 template <class Maker>
@@ -118,6 +133,7 @@ class StraightLine {
 public:
     using Event = typename Maker::Event;
     using Events = std::vector<std::shared_ptr<Event>>;
+    static constexpr char const* Name = Maker::Name;
 
     StraightLine(std::vector<GroupRecords> const& records, std::size_t objects)
         : maker(records), groups(records.size()) {
@@ -143,6 +159,7 @@ private:
         meta::Timestamp b = meta::Timestamp::min();
         Running both;
         Running shortly;
+        std::shared_ptr<Event> before;
     };
     struct Group {
         std::vector<Place> places;
@@ -153,6 +170,7 @@ private:
         Running without;
         Running either;
         Running undisturbed;
+        std::shared_ptr<Event> quiet;
     };
 
     void ProcessGroup(std::size_t number, PlainFrame const& frame, PlainFrame::Group const& detected,
@@ -178,6 +196,9 @@ private:
         }
         for (auto const place : detected.b) {
             group.places[place].b = now;
+        }
+        if constexpr (Maker::MakesInternal) {
+            MakeInternal(number, detected.c, now);
         }
         group.nextBoth.clear();
         group.nextShortly.clear();
@@ -222,6 +243,24 @@ private:
         group.shortly.swap(group.nextShortly);
     }
 
+    /// The events of objects that are still there, each of which lives until the next one is made.
+    void MakeInternal(std::size_t number, bool detectedC, meta::Timestamp now) {
+        auto& group = groups[number];
+        auto const renew = [&](bool holds, Rule rule, std::shared_ptr<Event>& event, auto const& places) {
+            if (!holds) {
+                event.reset();
+                return;
+            }
+            event = maker.Make(number, rule, event.get(), places);
+            event->SetInternal(true);
+        };
+        for (std::uint32_t place = 0; place < group.places.size(); ++place) {
+            auto& each = group.places[place];
+            renew(each.b >= now - Lookback, Rule::Before, each.before, Only{place});
+        }
+        renew(!detectedC, Rule::Quiet, group.quiet, None{});
+    }
+
     struct Only {
         std::uint32_t place;
 
@@ -242,5 +281,6 @@ private:
 
 using Lean = StraightLine<LeanMaker>;
 using Equal = StraightLine<EqualMaker>;
+using Whole = StraightLine<WholeMaker>;
 
 }  // namespace qel::bench
