@@ -41,19 +41,22 @@ using Items = std::vector<std::shared_ptr<object::Object>>;
 /// The key of the one memory when targets are not told apart.
 constexpr unsigned int AnyTarget = 0;
 
-/// An input event as it was when it was read: until when it held, and its tracked objects, of which most events have
-/// one.
-struct Memory {
-    using Objects = boost::container::small_vector<meta::data::Object, 1>;
+/// The tracked objects of an input event as they were when it was read; most events have one.
+struct Content {
+    boost::container::small_vector<meta::data::Object, 1> objects;
+    std::size_t users = 0;  // memories of several targets may be of one event
+    Content* nextUnused = nullptr;
+};
 
+/// An input event: until when it held, and what it was about.
+struct Memory {
     unsigned int target;
-    Objects objects;
+    Content* content;
     meta::Timestamp end;
-    Memory* nextUnused = nullptr;
 };
 
 /// By ascending target, each once.
-using Memories = std::vector<Memory*>;
+using Memories = std::vector<Memory>;
 
 struct Emitted {
     unsigned int target;
@@ -94,13 +97,14 @@ private:
 
     void SeeTargets(Events const& events);
     void SeeFirst(Events const& events, meta::Timestamp now);
-    void See(unsigned int target, meta::data::Event const& event);
-    Memory& AddSeen(unsigned int target, meta::Timestamp end);
+    Content& MakeContent();
+    Content& ReadContent(meta::data::Event const& event);
+    void See(unsigned int target, Content& content, meta::Timestamp end);
     void Recall(meta::Timestamp now);
     bool IsTooOld(meta::Timestamp end, meta::Timestamp now) const;
     Items ReportTargets(meta::Timestamp now);
     Items ReportFirst(meta::Timestamp now);
-    std::shared_ptr<meta::data::Event> Report(std::span<Memory* const> memories,
+    std::shared_ptr<meta::data::Event> Report(std::span<Memory const> memories,
                                               std::optional<detail::Occurrence> const& last,
                                               std::shared_ptr<meta::data::Observable const> const& record,
                                               Texts const& eventTexts, meta::Timestamp now) const;
@@ -115,15 +119,16 @@ private:
     // What a frame makes of these, taken over when nothing can fail any more. Kept for its memory.
     detail::LookUp::Found found;
     detail::ById<meta::data::Object> targets;
-    std::vector<meta::data::Event const*> eventsOfTargets;
+    std::vector<std::size_t> eventsOfTargets;
+    std::vector<Content*> contentsOfEvents;
     Memories seen;                             // takes the place of what is remembered of the same targets
     std::optional<meta::Timestamp> prolonged;  // the new end of the first memory
     Memories recalled;                         // of both, what is not too old
     Memories forgotten;                        // of both, the rest
     std::vector<Emitted> nextEmitted;
 
-    std::deque<Memory> memories;  // all that there are
-    Memory* unused = nullptr;
+    std::deque<Content> contents;  // all that there are
+    Content* unused = nullptr;
 };
 
 Items Previous::Impl::Process(meta::Meta const& frame) {
@@ -148,17 +153,23 @@ Items Previous::Impl::Process(meta::Meta const& frame) {
 void Previous::Impl::SeeTargets(Events const& events) {
     targets.Clear();
     eventsOfTargets.clear();
-    for (auto event = events.rbegin(); event != events.rend(); ++event) {
-        for (auto const& object : (*event)->GetObjects()) {
+    for (std::size_t event = events.size(); event-- > 0;) {
+        for (auto const& object : events[event]->GetObjects()) {
             if (object && object->Is<meta::data::Object>()) {
                 targets.Add(static_cast<meta::data::Object const&>(*object));
-                eventsOfTargets.push_back(*event);
+                eventsOfTargets.push_back(event);
             }
         }
     }
     targets.KeepFirst();
+    contentsOfEvents.assign(events.size(), nullptr);
     for (auto const key : targets.GetKeys()) {
-        See(targets.IdOf(key), *eventsOfTargets[targets.PlaceOf(key)]);
+        std::size_t const event = eventsOfTargets[targets.PlaceOf(key)];
+        auto& content = contentsOfEvents[event];
+        if (content == nullptr) {
+            content = &ReadContent(*events[event]);
+        }
+        See(targets.IdOf(key), *content, events[event]->GetEnd());
     }
 }
 
@@ -167,53 +178,62 @@ void Previous::Impl::SeeTargets(Events const& events) {
 void Previous::Impl::SeeFirst(Events const& events, meta::Timestamp now) {
     if (remembered.empty()) {
         if (!events.empty()) {
-            See(AnyTarget, *events.front());
+            See(AnyTarget, ReadContent(*events.front()), events.front()->GetEnd());
         }
-    } else if (remembered.front()->target != AnyTarget) {
-        AddSeen(AnyTarget, events.empty() ? meta::Timestamp() : now);
+    } else if (remembered.front().target != AnyTarget) {
+        See(AnyTarget, MakeContent(), events.empty() ? meta::Timestamp() : now);
     } else if (!events.empty()) {
         prolonged = now;
     }
 }
 
-void Previous::Impl::See(unsigned int target, meta::data::Event const& event) {
-    auto& memory = AddSeen(target, event.GetEnd());
-    for (auto const& object : event.GetObjects()) {
-        if (object && object->Is<meta::data::Object>()) {
-            memory.objects.push_back(static_cast<meta::data::Object const&>(*object));
-        }
+/// An empty one, which is there to be seen.
+Content& Previous::Impl::MakeContent() {
+    if (unused == nullptr) {
+        unused = &contents.emplace_back();
     }
+    unused->objects.clear();
+    return *unused;
 }
 
-Memory& Previous::Impl::AddSeen(unsigned int target, meta::Timestamp end) {
-    if (unused == nullptr) {
-        unused = &memories.emplace_back();
+Content& Previous::Impl::ReadContent(meta::data::Event const& event) {
+    auto& content = MakeContent();
+    for (auto const& object : event.GetObjects()) {
+        if (object && object->Is<meta::data::Object>()) {
+            content.objects.push_back(static_cast<meta::data::Object const&>(*object));
+        }
     }
-    seen.push_back(unused);
-    auto& memory = *std::exchange(unused, unused->nextUnused);
-    memory.target = target;
-    memory.end = end;
-    return memory;
+    return content;
+}
+
+void Previous::Impl::See(unsigned int target, Content& content, meta::Timestamp end) {
+    seen.push_back({target, &content, end});
+    if (content.users++ == 0) {
+        unused = content.nextUnused;
+    }
 }
 
 void Previous::Impl::Recall(meta::Timestamp now) {
     recalled.clear();
     forgotten.clear();
-    auto const recall = [&](Memory* memory) {
-        (constrainTarget && IsTooOld(memory->end, now) ? forgotten : recalled).push_back(memory);
+    auto const recall = [&](Memory const& memory) {
+        (constrainTarget && IsTooOld(memory.end, now) ? forgotten : recalled).push_back(memory);
     };
-    auto old = remembered.begin();
-    for (auto* const each : seen) {
-        for (; old != remembered.end() && (*old)->target < each->target; ++old) {
+    auto old = remembered.cbegin();
+    for (auto const& each : seen) {
+        for (; old != remembered.cend() && old->target < each.target; ++old) {
             recall(*old);
         }
-        if (old != remembered.end() && (*old)->target == each->target) {
+        if (old != remembered.cend() && old->target == each.target) {
             forgotten.push_back(*old++);
         }
         recall(each);
     }
-    std::for_each(old, remembered.end(), recall);
-    if (!constrainTarget && !recalled.empty() && IsTooOld(prolonged.value_or(recalled.front()->end), now)) {
+    std::for_each(old, remembered.cend(), recall);
+    if (prolonged) {
+        recalled.front().end = *prolonged;
+    }
+    if (!constrainTarget && !recalled.empty() && IsTooOld(recalled.front().end, now)) {
         forgotten.insert(forgotten.end(), recalled.begin(), recalled.end());
         recalled.clear();
     }
@@ -231,7 +251,7 @@ Items Previous::Impl::ReportTargets(meta::Timestamp now) {
     nextEmitted.reserve(recalled.size());
     auto last = emitted.cbegin();
     for (auto const& memory : recalled) {
-        auto const target = memory->target;
+        auto const target = memory.target;
         last = std::find_if(last, emitted.cend(), [target](Emitted const& each) { return each.target >= target; });
         bool const goesOn = last != emitted.cend() && last->target == target;
         auto event =
@@ -250,20 +270,20 @@ Items Previous::Impl::ReportFirst(meta::Timestamp now) {
     return {std::move(event)};
 }
 
-std::shared_ptr<meta::data::Event> Previous::Impl::Report(std::span<Memory* const> memories,
+std::shared_ptr<meta::data::Event> Previous::Impl::Report(std::span<Memory const> memories,
                                                           std::optional<detail::Occurrence> const& last,
                                                           std::shared_ptr<meta::data::Observable const> const& record,
                                                           Texts const& eventTexts, meta::Timestamp now) const {
     std::size_t count = 0;
-    for (auto const* memory : memories) {
-        count += memory->objects.size();
+    for (auto const& memory : memories) {
+        count += memory.content->objects.size();
     }
     meta::data::Event::Objects objects;
     objects.reserve(1 + count + detail::RoomForChannel);
     objects.push_back(record);
     detail::Block block(detail::Block::SizeOf<meta::data::Event> + count * detail::Block::SizeOf<meta::data::Object>);
-    for (auto const* memory : memories) {
-        for (auto const& object : memory->objects) {
+    for (auto const& memory : memories) {
+        for (auto const& object : memory.content->objects) {
             objects.push_back(block.Make<meta::data::Object>(object));
         }
     }
@@ -274,16 +294,15 @@ void Previous::Impl::Commit() noexcept {
     Drop(forgotten);
     seen.clear();
     remembered.swap(recalled);
-    if (prolonged && !remembered.empty()) {
-        remembered.front()->end = *prolonged;
-    }
     emitted.swap(nextEmitted);
 }
 
 void Previous::Impl::Drop(Memories& dropped) noexcept {
-    for (auto* const memory : dropped) {
-        memory->objects.clear();
-        memory->nextUnused = std::exchange(unused, memory);
+    for (auto const& memory : dropped) {
+        if (--memory.content->users == 0) {
+            memory.content->objects.clear();
+            memory.content->nextUnused = std::exchange(unused, memory.content);
+        }
     }
     dropped.clear();
 }

@@ -246,6 +246,8 @@ TEST(ScaleTest, WhatIsRememberedOfAGroupIsReportedInOnePieceHoweverLargeItIs) {
     for (unsigned int const persons : {2u, 50u}) {
         Previous before("before", 0, B, milliseconds(100));
         EXPECT_EQ(AllocationsFor(before, persons, FrameWithAGroup), 3u) << "memory for what it remembers is kept";
+        before.SetConstrainTarget(true);
+        EXPECT_EQ(AllocationsFor(before, persons, FrameWithAGroup), 2 * persons + 1) << "an event for each of them";
     }
 }
 
