@@ -61,7 +61,7 @@ Meta::Iterator Meta::Begin() const {
 Meta::Iterator Meta::End() const { return {}; }
 
 void Meta::Append(std::shared_ptr<object::Object> item) const {
-    std::lock_guard<std::recursive_mutex> const held(lock);
+    auto const held = GetLock();
     contents->own.Append(ownCount, std::move(item));
     ++ownCount;
 }

@@ -72,9 +72,11 @@ void Chunk::FindEvents(unsigned int observable, std::size_t count, FoundEvents& 
          at = index.stretches[at].next) {
         auto const& stretch = index.stretches[at];
         std::size_t const end = std::min<std::size_t>(stretch.end, count);
-        found.reserve(found.size() + end - stretch.first);
+        auto const known = static_cast<std::ptrdiff_t>(found.size());
+        found.resize(found.size() + end - stretch.first);  // makes room for more than that at a time
+        auto next = found.begin() + known;
         ForEach(stretch.first, end, [&](std::shared_ptr<object::Object> const& item) {
-            found.push_back(static_cast<data::Event const*>(item.get()));
+            *next++ = static_cast<data::Event const*>(item.get());
         });
     }
     index.counts.found += found.size() - before;

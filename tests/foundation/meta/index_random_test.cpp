@@ -48,11 +48,12 @@ public:
         using Operation = void (World::*)();
         // Each as often as it stands here.
         static constexpr std::array operations{
-            &World::AppendNewEvent,   &World::AppendNewEvent, &World::AppendNewEvent, &World::AppendOldEvent,
-            &World::AppendOtherItem,  &World::AppendMany,     &World::Remove,         &World::EditEvent,
-            &World::AppendLateRecord, &World::AssignEvent,    &World::MoveEvent,      &World::SwapEvents,
-            &World::RenameRecord,     &World::CopyFrame,      &World::CopyFrame,      &World::CopyInALine,
-            &World::DestroyFrame,     &World::KeepLookUp,     &World::Walk,           &World::EndKeptLookUp};
+            &World::AppendNewEvent,  &World::AppendNewEvent,   &World::AppendNewEvent, &World::AppendOldEvent,
+            &World::AppendOtherItem, &World::AppendMany,       &World::AppendAStretch, &World::Remove,
+            &World::EditEvent,       &World::AppendLateRecord, &World::AssignEvent,    &World::MoveEvent,
+            &World::SwapEvents,      &World::RenameRecord,     &World::CopyFrame,      &World::CopyFrame,
+            &World::CopyInALine,     &World::DestroyFrame,     &World::KeepLookUp,     &World::Walk,
+            &World::EndKeptLookUp};
         Operation const operation = operations[random.Below(operations.size())];
         (this->*operation)();
         // Not after every operation, so that several changes come between two look-ups of a frame.
@@ -142,6 +143,23 @@ private:
         auto& frame = AnyFrame();
         for (std::size_t count = random.Below(30); count > 0; --count) {
             Append(frame, random.OneIn(3) ? AnyEvent() : AnyOtherObject());
+        }
+    }
+
+    /// Over the end of a block at times, some of them naming the observable twice; a copy is made on the way.
+    void AppendAStretch() {
+        auto const record = AnyRecord();
+        for (std::size_t count = random.Below(60); count > 0; --count) {
+            Event::Objects objects{record};
+            if (random.OneIn(20)) {
+                objects.push_back(record);
+            }
+            events.push_back(MakeEvent(At(0), At(0), std::move(objects)));
+            Append(frames.back(), events.back());
+            if (random.OneIn(40)) {
+                CheckLookUp(frames.back(), record->GetId());
+                CopyFrame();
+            }
         }
     }
 

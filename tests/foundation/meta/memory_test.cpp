@@ -207,6 +207,28 @@ TEST(FrameMemoryTest, TakesNoMemoryForALookUpThatFindsFew) {
     EXPECT_EQ(found, 8u);
 }
 
+TEST(FrameMemoryTest, TakesMemoryAFewTimesForALookUpThatFindsManyWhereverTheyStand) {
+    ItemList together;
+    ItemList byTurns;
+    ItemList ofTwo;
+    for (unsigned int number = 0; number < 1000; ++number) {
+        together.push_back(MakeEvent(At(0), At(0), {Record(1)}));
+        byTurns.push_back(MakeEvent(At(0), At(0), {Record(1)}));
+        byTurns.push_back(MakeEvent(At(0), At(0), {Record(2)}));
+        ofTwo.push_back(MakeEvent(At(0), At(0), {Record(1), Record(2)}));
+    }
+    auto const allocationsOf = [](ItemList const& items) {
+        Meta const frame = FrameOf(items);
+        std::size_t found = EventsNaming(frame, 1).size();
+        std::size_t const allocations = AllocationsOf([&] { found = EventsNaming(frame, 1).size(); });
+        EXPECT_EQ(found, 1000u);
+        return allocations;
+    };
+    EXPECT_LE(allocationsOf(together), 5u);  // one for every block of the frame, at most
+    EXPECT_LE(allocationsOf(byTurns), 15u);
+    EXPECT_LE(allocationsOf(ofTwo), 15u);
+}
+
 TEST(FrameMemoryTest, TakesAsLittleMemoryForACopyOfManyItemsAsOfOne) {
     Meta const small = FrameOf(MakeEvents(1));
     Meta const large = FrameOf(MakeEvents(1000));
