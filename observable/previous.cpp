@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <deque>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <span>
@@ -16,6 +18,7 @@
 #include "foundation/meta/elapsed.hpp"
 #include "foundation/type/pimpl.hpp"
 #include "foundation/type/registry/detail/scoped.hpp"
+#include "observable/detail/block.hpp"
 #include "observable/detail/by_id.hpp"
 #include "observable/detail/continuation.hpp"
 #include "observable/detail/look_up.hpp"
@@ -43,7 +46,19 @@ constexpr unsigned int AnyTarget = 0;
 
 /// The tracked objects of an input event as they were when it was read; most events have one.
 struct Content {
-    boost::container::small_vector<meta::data::Object, 1> objects;
+    using Objects = boost::container::small_vector<meta::data::Object, 1>;
+
+    /// Keeps the memory, unless much less of it was needed than there is: many may have been about a group once.
+    void Clear() noexcept {
+        if (objects.capacity() > 4 * objects.size() + 1) {
+            std::destroy_at(&objects);
+            std::construct_at(&objects);
+        } else {
+            objects.clear();
+        }
+    }
+
+    Objects objects;
     std::size_t users = 0;  // memories of several targets may be of one event
     Content* nextUnused = nullptr;
 };
@@ -187,12 +202,12 @@ void Previous::Impl::SeeFirst(Events const& events, meta::Timestamp now) {
     }
 }
 
-/// An empty one, which is there to be seen.
+/// An empty one. It stays the first of the unused ones until it is seen.
 Content& Previous::Impl::MakeContent() {
     if (unused == nullptr) {
         unused = &contents.emplace_back();
     }
-    unused->objects.clear();
+    unused->objects.clear();  // something is there when reading it has failed
     return *unused;
 }
 
@@ -299,10 +314,12 @@ void Previous::Impl::Commit() noexcept {
 
 void Previous::Impl::Drop(Memories& dropped) noexcept {
     for (auto const& memory : dropped) {
-        if (--memory.content->users == 0) {
-            memory.content->objects.clear();
-            memory.content->nextUnused = std::exchange(unused, memory.content);
+        auto& content = *memory.content;
+        if (--content.users > 0) {
+            continue;
         }
+        content.Clear();
+        content.nextUnused = std::exchange(unused, &content);
     }
     dropped.clear();
 }

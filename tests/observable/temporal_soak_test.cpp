@@ -113,6 +113,7 @@ Use Run(std::shared_ptr<Observable> const& rule, std::size_t lifetime) {
     });
     source->SetId(Source);
     source->SetTriggersAction(false);
+    rule->SetId(Source + 1);
 
     Notifier notifier;
     auto const sourceBinding = notifier.AddObservable(source);
@@ -171,6 +172,34 @@ TEST(TemporalSoakTest, PreviousRemembersTheTargetsOfItsInterval) {
 
 TEST(TemporalSoakTest, PreviousRemembersOneEventWithoutTargets) {
     Soak(std::make_shared<Previous>("rule", 0, Source, milliseconds(FrameTime)), 1, PerFrame, 1);
+}
+
+TEST(TemporalSoakTest, PreviousGivesTheMemoryOfALargeGroupBack) {
+    constexpr unsigned int persons = 100;
+    constexpr unsigned int group = 60;
+    auto const rule = std::make_shared<Previous>("rule", 0, Source, milliseconds(FrameTime));
+    rule->SetConstrainTarget(true);
+    auto const record = tests::Record(Source);
+    std::size_t const before = tests::LiveBytes();
+    std::size_t bytesAtFirst = 0;
+    for (unsigned int number = 0; number < 400; ++number) {
+        auto const now = At(number * FrameTime);
+        meta::Meta const frame(now);
+        for (unsigned int person = 0; person < persons; ++person) {
+            meta::data::Event::Objects objects{record, tests::Person(person)};
+            if (number % persons == person) {  // another one of them in each frame
+                for (unsigned int other = 0; other < group; ++other) {
+                    objects.push_back(tests::Person(persons + other));
+                }
+            }
+            frame.Append(tests::MakeEvent(now, now, std::move(objects)));
+        }
+        EXPECT_EQ(rule->Process(frame).size(), persons + group);
+        if (number == 10) {
+            bytesAtFirst = tests::LiveBytes() - before;
+        }
+    }
+    EXPECT_LE(tests::LiveBytes() - before, bytesAtFirst + 4096);
 }
 
 TEST(TemporalSoakTest, DurationTrackRemembersTheObjectsOfTheLastFrame) {
