@@ -374,6 +374,9 @@ private:
                 reported.push_back(choices.OneIn(20) ? Stray(now)
                                                      : AnyEvent(FirstSource + static_cast<std::uint32_t>(source), now));
             }
+            for (std::size_t number = choices.OneIn(60) ? 40 + choices.Below(40) : 0; number > 0; --number) {
+                reported.push_back(OneOfACrowd(FirstSource + static_cast<std::uint32_t>(source), now));
+            }
             frame.sources.push_back(std::move(reported));
         }
         return frame;
@@ -463,6 +466,13 @@ private:
         auto event = tests::MakeEvent(id, start, tests::At(now), std::move(objects));
         event->SetFinal(choices.OneIn(20));
         return event;
+    }
+
+    /// About a person with an id from anywhere.
+    std::shared_ptr<Event> OneOfACrowd(std::uint32_t source, std::int64_t now) {
+        auto const id = static_cast<unsigned int>(choices.Below(100)) * 42'949'673;
+        return tests::MakeEvent(tests::At(now), tests::At(now),
+                                {tests::Record(source), std::make_shared<meta::data::Object>(id, Copy())});
     }
 
     /// Tells one copy of an object from another.

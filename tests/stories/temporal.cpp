@@ -522,6 +522,7 @@ private:
     }
 
     unsigned int Id() { return static_cast<unsigned int>(choices.Below(5)); }
+    unsigned int FarId() { return static_cast<unsigned int>(choices.Below(100)) * 42'949'673; }
 
     ThingPlan PlanThing() {
         using Kind = ThingPlan::Kind;
@@ -557,6 +558,11 @@ private:
         }
         for (std::size_t count = choices.Below(choices.OneIn(2) ? 2 : 4); count > 0; --count) {
             plan.events.push_back(PlanEvent(reporter, frame));
+        }
+        for (std::size_t count = choices.OneIn(60) ? 40 + choices.Below(40) : 0; count > 0; --count) {
+            plan.events.push_back({times[frame],
+                                   times[frame],
+                                   {{ThingPlan::Kind::Record, reporter}, {ThingPlan::Kind::Person, FarId()}}});
         }
         if (choices.OneIn(8)) {
             plan.things.push_back(PlanThing());

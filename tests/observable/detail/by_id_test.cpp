@@ -82,27 +82,56 @@ TEST(ByIdTest, MayBeUsedAnewOnceItIsClear) {
     EXPECT_THAT(OrderOf(things), ElementsAre(std::pair(1u, 1u), std::pair(2u, 0u)));
 }
 
+/// Of all things, or of the first with each id.
+std::vector<std::pair<std::uint32_t, std::size_t>> ExpectedOrder(std::vector<std::uint32_t> const& ids,
+                                                                 bool firstOnly) {
+    std::vector<std::pair<std::uint32_t, std::size_t>> order;
+    for (std::size_t place = 0; place < ids.size(); ++place) {
+        order.emplace_back(ids[place], place);
+    }
+    std::sort(order.begin(), order.end());
+    if (firstOnly) {
+        order.erase(std::unique(order.begin(), order.end(),
+                                [](auto const& left, auto const& right) { return left.first == right.first; }),
+                    order.end());
+    }
+    return order;
+}
+
+std::vector<std::uint32_t> RandomIds(tests::Random& random, std::size_t count, unsigned int bits, unsigned int shift) {
+    std::vector<std::uint32_t> ids;
+    for (std::size_t number = 0; number < count; ++number) {
+        auto const varying = static_cast<std::uint32_t>(random.Below(std::size_t{1} << bits));
+        ids.push_back(0x5A5A5A5A ^ varying << shift);
+    }
+    return ids;
+}
+
 TEST(ByIdTest, ManyAreSortedWhateverPartOfTheirIdsDiffers) {
     tests::Random random(1);
     for (unsigned int shift = 0; shift < 32; ++shift) {
         for (unsigned int const bits : {1u, 3u, 8u, 32u}) {
-            std::vector<std::uint32_t> ids;
-            for (int number = 0; number < 300; ++number) {
-                auto const varying = static_cast<std::uint32_t>(random.Below(std::size_t{1} << bits));
-                ids.push_back(0x5A5A5A5A ^ varying << shift);
-            }
+            auto const ids = RandomIds(random, 300, bits, shift);
             auto const added = ThingsWith(ids);
             ById<Thing> things;
             AddAll(things, added);
             things.Sort();
-
-            std::vector<std::pair<std::uint32_t, std::size_t>> expected;
-            for (std::size_t place = 0; place < ids.size(); ++place) {
-                expected.emplace_back(ids[place], place);
-            }
-            std::sort(expected.begin(), expected.end());
-            ASSERT_EQ(OrderOf(things), expected) << bits << " bits from bit " << shift;
+            ASSERT_EQ(OrderOf(things), ExpectedOrder(ids, false)) << bits << " bits from bit " << shift;
         }
+    }
+}
+
+TEST(ByIdTest, HoweverManyThereAreNowAndWereBefore) {
+    tests::Random random(2);
+    ById<Thing> things;
+    for (std::size_t const count : {300u, 47u, 48u, 49u, 1u, 400u, 60u, 2u, 48u}) {
+        auto const ids = RandomIds(random, count, 5, 8);
+        auto const added = ThingsWith(ids);
+        things.Clear();
+        AddAll(things, added);
+        things.KeepFirst();
+        EXPECT_EQ(OrderOf(things), ExpectedOrder(ids, true)) << count << " things";
+        EXPECT_EQ(things.GetAdded(), count);
     }
 }
 
