@@ -88,7 +88,7 @@ private:
 /// another kind.
 template <class AnyProperty, class Visit>
 requires std::derived_from<AnyProperty, Property>
-bool VisitPrimitive(AnyProperty& property, Visit&& visit) {
+bool VisitPrimitive(AnyProperty& property, Visit const& visit) {
     auto const visitAs = [&]<class T>(std::type_identity<T>) {
         bool const isThis = property.template Is<Primitive<T>>();
         if (isThis) {
