@@ -202,6 +202,28 @@ TEST(TemporalSoakTest, PreviousGivesTheMemoryOfALargeGroupBack) {
     EXPECT_LE(tests::LiveBytes() - before, bytesAtFirst + 4096);
 }
 
+TEST(TemporalSoakTest, PreviousGivesTheMemoryOfWhatIsTooOldBack) {
+    for (bool const constrainTarget : {false, true}) {
+        Previous rule("rule", 0, Source, milliseconds(FrameTime));
+        rule.SetConstrainTarget(constrainTarget);
+        std::size_t const before = tests::LiveBytes();
+        std::size_t bytesAtFirst = 0;
+        for (unsigned int number = 0; number < 2000; ++number) {
+            auto const now = At(number * 2 * FrameTime);
+            meta::Meta const frame(now);
+            bool const fires = number % 2 == 0;
+            if (fires) {
+                frame.Append(tests::MakeEvent(now, now, {tests::Record(Source), tests::Person(number)}));
+            }
+            EXPECT_EQ(rule.Process(frame).size(), fires ? 1u : 0u);
+            if (number == 10) {
+                bytesAtFirst = tests::LiveBytes() - before;
+            }
+        }
+        EXPECT_LE(tests::LiveBytes() - before, bytesAtFirst + 1024);
+    }
+}
+
 TEST(TemporalSoakTest, DurationTrackRemembersTheObjectsOfTheLastFrame) {
     Soak(std::make_shared<DurationRule>(milliseconds(0), Source), 2, 2 * PerFrame, PerFrame);
 }
