@@ -136,10 +136,9 @@ private:
     detail::ById<meta::data::Object> targets;
     std::vector<std::size_t> eventsOfTargets;
     std::vector<Content*> contentsOfEvents;
-    Memories seen;                             // takes the place of what is remembered of the same targets
-    std::optional<meta::Timestamp> prolonged;  // the new end of the first memory
-    Memories recalled;                         // of both, what is not too old
-    Memories forgotten;                        // of both, the rest
+    Memories seen;       // takes the place of what is remembered of the same targets
+    Memories recalled;   // of both, what is not too old
+    Memories forgotten;  // of both, the rest
     std::vector<Emitted> nextEmitted;
 
     std::deque<Content> contents;  // all that there are
@@ -149,7 +148,6 @@ private:
 Items Previous::Impl::Process(meta::Meta const& frame) {
     auto const now = frame.GetTimestamp();
     Drop(seen);  // by a frame that has failed
-    prolonged.reset();
     {
         detail::LookUp const inputs(found, frame, input);
         constrainTarget ? SeeTargets(inputs.GetEvents()) : SeeFirst(inputs.GetEvents(), now);
@@ -198,7 +196,7 @@ void Previous::Impl::SeeFirst(Events const& events, meta::Timestamp now) {
     } else if (remembered.front().target != AnyTarget) {
         See(AnyTarget, MakeContent(), events.empty() ? meta::Timestamp() : now);
     } else if (!events.empty()) {
-        prolonged = now;
+        See(AnyTarget, *remembered.front().content, now);
     }
 }
 
@@ -245,9 +243,6 @@ void Previous::Impl::Recall(meta::Timestamp now) {
         recall(each);
     }
     std::for_each(old, remembered.cend(), recall);
-    if (prolonged) {
-        recalled.front().end = *prolonged;
-    }
     if (!constrainTarget && !recalled.empty() && IsTooOld(recalled.front().end, now)) {
         forgotten.insert(forgotten.end(), recalled.begin(), recalled.end());
         recalled.clear();
